@@ -1,0 +1,35 @@
+/// The callback through which a module of the callback family asks for the signer PIN while it signs.
+#include "harlune.h"
+
+#include <cstring>
+
+namespace {
+
+CK_ULONG measureSignerPin() {
+  return strnlen(reinterpret_cast<const char*>(g_SignerPin), sizeof g_SignerPin);
+}
+
+}  // namespace
+
+CK_RV GetPIN(CK_CHAR_PTR pPin, CK_ULONG_PTR ulPinLen) {
+  LogFunction("GetPIN - Entering function", CKR_OK);
+  *ulPinLen = measureSignerPin();
+  if (*ulPinLen == 0) {
+    LogFunction("GetPIN - No defined signer pin", CKR_OK);
+    *ulPinLen = measureSignerPin();
+  }
+  if (pPin == nullptr) {
+    return CKR_OK;
+  }
+  LogFunction("GetPIN - Copying signer pin (%d bytes)", CKR_OK, static_cast<int>(*ulPinLen));
+  std::memcpy(pPin, g_SignerPin, *ulPinLen);
+  return CKR_OK;
+}
+
+void installSignerPinCallback() {
+  explicit_bzero(g_SignerPin, sizeof g_SignerPin);
+  if (pC_SetCallBack != nullptr) {
+    const CK_RV Rv = pC_SetCallBack(0, reinterpret_cast<CK_VOID_PTR>(&GetPIN));
+    LogFunction("C_SetCallBack", Rv);  // a module that refuses the callback must not fail the session
+  }
+}
