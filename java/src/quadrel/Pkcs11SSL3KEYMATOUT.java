@@ -1,0 +1,8 @@
+package quadrel;
+
+/**
+ * Key material of an SSL 3 handshake, by its name in the older package. The native library reads the fields of
+ * {@link velnor.params.SSL3KEYMATOUT}, which must be the implementation.
+ */
+public interface Pkcs11SSL3KEYMATOUT {
+}

@@ -1,0 +1,60 @@
+package velnor;
+
+/**
+ * A way to encrypt, sign, digest, generate, wrap or derive, with its parameter.
+ *
+ * <p>The native library passes a parameter on for the mechanisms that the classes of {@link velnor.params} name, and an
+ * initialisation vector of 8 bytes for the block ciphers of that block size in CBC mode. <strong>For every other
+ * mechanism, all of AES among them, it ignores the parameter</strong> and the token gets none.
+ */
+public final class Mechanism {
+    private final int mechanism;
+    private final Object parameter;
+
+    /**
+     * Makes a mechanism without a parameter.
+     *
+     * @param mechanism the mechanism type ({@code CKM_})
+     */
+    public Mechanism(int mechanism) {
+        this(mechanism, null);
+    }
+
+    /**
+     * Makes a mechanism.
+     *
+     * @param mechanism the mechanism type ({@code CKM_})
+     * @param parameter a {@code byte[]} of at least 8 bytes for the initialisation vector (copied; a longer one is cut),
+     *        an object of the class that belongs to the mechanism, or null. An object of another class is undefined
+     *        behaviour in native code.
+     */
+    public Mechanism(int mechanism, Object parameter) {
+        this.mechanism = mechanism;
+        this.parameter = parameter instanceof byte[] ? ((byte[]) parameter).clone() : parameter;
+    }
+
+    /**
+     * Tells the mechanism type.
+     *
+     * @return the {@code CKM_} constant, negative for vendor-defined mechanisms
+     */
+    public int mechanism() {
+        return mechanism;
+    }
+
+    /**
+     * Gives the parameter.
+     *
+     * @return the parameter (an array is a copy), or null
+     */
+    public Object parameter() {
+        return parameter instanceof byte[] ? ((byte[]) parameter).clone() : parameter;
+    }
+
+    /** The mechanism and the kind of its parameter, whose content may be secret. */
+    @Override
+    public String toString() {
+        return "Mechanism[" + Texts.hex(mechanism)
+                + (parameter == null ? "]" : ", " + parameter.getClass().getSimpleName() + "]");
+    }
+}

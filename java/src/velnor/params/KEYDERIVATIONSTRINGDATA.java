@@ -1,0 +1,18 @@
+package velnor.params;
+
+/**
+ * The data of {@code CKM_CONCATENATE_BASE_AND_DATA}, {@code CKM_CONCATENATE_DATA_AND_BASE} and
+ * {@code CKM_XOR_BASE_AND_DATA}.
+ */
+public final class KEYDERIVATIONSTRINGDATA {
+    private final byte[] data;
+
+    /**
+     * Makes the parameter.
+     *
+     * @param data the data
+     */
+    public KEYDERIVATIONSTRINGDATA(byte[] data) {
+        this.data = Arrays.copy(data);
+    }
+}

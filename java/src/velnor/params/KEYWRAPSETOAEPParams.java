@@ -1,0 +1,18 @@
+package velnor.params;
+
+/** The parameter of {@code CKM_KEY_WRAP_SET_OAEP}. */
+public final class KEYWRAPSETOAEPParams {
+    private final byte m_bBC;
+    private final byte[] m_xData;
+
+    /**
+     * Makes the parameter.
+     *
+     * @param blockContents the block contents byte
+     * @param xData the concatenation of the hash of plaintext data and the extra data
+     */
+    public KEYWRAPSETOAEPParams(byte blockContents, byte[] xData) {
+        m_bBC = blockContents;
+        m_xData = Arrays.copy(xData);
+    }
+}

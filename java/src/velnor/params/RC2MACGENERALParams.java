@@ -1,0 +1,18 @@
+package velnor.params;
+
+/** The parameter of {@code CKM_RC2_MAC_GENERAL}. */
+public final class RC2MACGENERALParams {
+    private final int m_effectiveBits;
+    private final int m_macLength;
+
+    /**
+     * Makes the parameter.
+     *
+     * @param effectiveBits the effective bits of the search space, 1 to 1024
+     * @param macLength the length of the MAC, in bytes
+     */
+    public RC2MACGENERALParams(int effectiveBits, int macLength) {
+        m_effectiveBits = effectiveBits;
+        m_macLength = macLength;
+    }
+}

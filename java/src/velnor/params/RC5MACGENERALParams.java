@@ -1,0 +1,21 @@
+package velnor.params;
+
+/** The parameter of {@code CKM_RC5_MAC_GENERAL}. */
+public final class RC5MACGENERALParams {
+    private final int m_wordSize;
+    private final int m_rounds;
+    private final int m_macLength;
+
+    /**
+     * Makes the parameter.
+     *
+     * @param wordSize the word size of the cipher, in bytes
+     * @param rounds the number of rounds
+     * @param macLength the length of the MAC, in bytes
+     */
+    public RC5MACGENERALParams(int wordSize, int rounds, int macLength) {
+        m_wordSize = wordSize;
+        m_rounds = rounds;
+        m_macLength = macLength;
+    }
+}

@@ -1,0 +1,34 @@
+package velnor.params;
+
+/** The parameter of {@code CKM_SKIPJACK_RELAYX}. */
+public final class SKIPJACKRELAYXParams {
+    private final byte[] m_oldWrappedX;
+    private final byte[] m_oldPassword;
+    private final byte[] m_oldPublicData;
+    private final byte[] m_oldRandomA;
+    private final byte[] m_newPassword;
+    private final byte[] m_newPublicData;
+    private final byte[] m_newRandomA;
+
+    /**
+     * Makes the parameter.
+     *
+     * @param oldWrappedX the old wrapped key
+     * @param oldPassword the old password
+     * @param oldPublicData the old public key exchange value
+     * @param oldRandomA the old random data A
+     * @param newPassword the new password
+     * @param newPublicData the new public key exchange value
+     * @param newRandomA the new random data A
+     */
+    public SKIPJACKRELAYXParams(byte[] oldWrappedX, byte[] oldPassword, byte[] oldPublicData, byte[] oldRandomA,
+            byte[] newPassword, byte[] newPublicData, byte[] newRandomA) {
+        m_oldWrappedX = Arrays.copy(oldWrappedX);
+        m_oldPassword = Arrays.copy(oldPassword);
+        m_oldPublicData = Arrays.copy(oldPublicData);
+        m_oldRandomA = Arrays.copy(oldRandomA);
+        m_newPassword = Arrays.copy(newPassword);
+        m_newPublicData = Arrays.copy(newPublicData);
+        m_newRandomA = Arrays.copy(newRandomA);
+    }
+}

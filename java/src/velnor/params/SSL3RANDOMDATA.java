@@ -1,0 +1,28 @@
+package velnor.params;
+
+import quadrel.Pkcs11SSL3RANDOMDATA;
+
+/**
+ * The random data of an SSL 3 handshake, part of {@link SSL3MASTERKEYDERIVEParams} and {@link SSL3KEYMATParams}.
+ *
+ * <p>The two mechanisms read the same data under different field names.
+ */
+public final class SSL3RANDOMDATA implements Pkcs11SSL3RANDOMDATA {
+    private final byte[] m_clientRandom;
+    private final byte[] m_serverRandom;
+    private final byte[] clientRandom;
+    private final byte[] serverRandom;
+
+    /**
+     * Makes the parameter.
+     *
+     * @param clientRandom the client's random data
+     * @param serverRandom the server's random data
+     */
+    public SSL3RANDOMDATA(byte[] clientRandom, byte[] serverRandom) {
+        m_clientRandom = Arrays.copy(clientRandom);
+        m_serverRandom = Arrays.copy(serverRandom);
+        this.clientRandom = Arrays.copy(clientRandom);
+        this.serverRandom = Arrays.copy(serverRandom);
+    }
+}
