@@ -123,9 +123,10 @@ jobject newTruth(JNIEnv* env, const CK_ATTRIBUTE& attribute) {
 
 jobject newBytes(JNIEnv* env, const CK_ATTRIBUTE& attribute) {
   LogFunction("CkAttribute2Pkcs11Attribute : byte[]", CKR_OK);
-  const jint length = Check64BitLen(env, attribute.ulValueLen);
-  const jbyteArray array = require(env->NewByteArray(length), "CkAttribute2Pkcs11Attribute - byteArrayValue is NULL");
-  env->SetByteArrayRegion(array, 0, length, static_cast<const jbyte*>(attribute.pValue));
+  const jbyteArray array = require(env->NewByteArray(Check64BitLen(env, attribute.ulValueLen)),
+                                   "CkAttribute2Pkcs11Attribute - byteArrayValue is NULL");
+  env->SetByteArrayRegion(array, 0, Check64BitLen(env, attribute.ulValueLen),
+                          static_cast<const jbyte*>(attribute.pValue));
   return array;
 }
 
@@ -238,8 +239,10 @@ CK_RV readAttribute(JNIEnv* env, CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hO
   resetAttributeLen(&entry);
   const CK_RV Rv = invoke(&CK_FUNCTION_LIST::C_GetAttributeValue, hSession, hObject, &entry, CK_ULONG{1});
   if (Rv == CKR_OK) {
-    // A length that reads as a negative int says "unavailable"; the conversion has its own answer to that.
-    if (narrow(entry.ulValueLen) >= 0) {
+    // Only bytes are counted by what the module reports. A length that reads as a negative int says "unavailable"; the
+    // conversion has its own answer to that.
+    const AttributeKind* const kind = findKind(entry.type);
+    if (kind != nullptr && kind->value == AttributeKind::Bytes && narrow(entry.ulValueLen) >= 0) {
       requireWithin(widen(narrow(entry.ulValueLen)), kReadBufferSize);
     }
     value = CkAttribute2Pkcs11Attribute(env, entry);

@@ -41,6 +41,7 @@ void findAll(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR FindTemplate, CK_ULONG
   CK_ULONG FindObjectCount = 0;
   do {
     makeRoom(matches);
+    FindObjectCount = 0;
     callModule(&CK_FUNCTION_LIST::C_FindObjects, hSession, matches.phObject + matches.ObjectCount, MaxObjectCount,
                &FindObjectCount);
     requireWithin(FindObjectCount, MaxObjectCount);

@@ -24,9 +24,9 @@ public final class Mechanism {
      * Makes a mechanism.
      *
      * @param mechanism the mechanism type ({@code CKM_})
-     * @param parameter a {@code byte[]} of at least 8 bytes for the initialisation vector (copied; a longer one is cut),
-     *        an object of the class that belongs to the mechanism, or null. An object of another class is undefined
-     *        behaviour in native code.
+     * @param parameter a {@code byte[]} of at least 8 bytes for the initialisation vector (copied; a longer one is
+     *        cut), an object of the class that belongs to the mechanism, or null. An object of another class is
+     *        undefined behaviour in native code.
      */
     public Mechanism(int mechanism, Object parameter) {
         this.mechanism = mechanism;

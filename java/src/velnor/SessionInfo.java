@@ -34,7 +34,8 @@ public final class SessionInfo {
     /**
      * Tells who is logged in, and whether the session may write.
      *
-     * @return 0 read-only public, 1 read-only user, 2 read/write public, 3 read/write user, 4 read/write security officer
+     * @return 0 read-only public, 1 read-only user, 2 read/write public, 3 read/write user, 4 read/write security
+     *         officer
      */
     public int state() {
         return state;

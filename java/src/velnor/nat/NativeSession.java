@@ -220,7 +220,8 @@ public final class NativeSession implements Pkcs11Session {
      * value.
      *
      * @param template what the objects must have; null or empty matches every object
-     * @param attributes the attribute types ({@code CKA_}) to read; null counts as none
+     * @param attributes the attribute types ({@code CKA_}) to read, perhaps none; null is refused when something is
+     *        found
      * @return all objects that match, in the module's order, or <strong>null when none does</strong>
      */
     public native CryptokiObject[] J_FindObjects(Attribute[] template, int[] attributes);

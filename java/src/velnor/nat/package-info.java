@@ -1,21 +1,22 @@
 /**
  * The native methods, exactly as {@code libharlune.so} exports them.
  *
- * <p>The caller loads the library ({@link java.lang.System#load(String)}) before the first native method; no class here
- * does it. The library keeps its state in the process: one PKCS#11 module at a time, bound by
+ * <p>The caller loads the library ({@link java.lang.System#load(String)}) before the first native method; no class
+ * here does it. The library keeps its state in the process: one PKCS#11 module at a time, bound by
  * {@link velnor.nat.NativeCryptoki#loadCryptokiLibrary(String)}, and it keeps no lock. Nobody may load, initialise or
- * finalise while another thread uses the module, and the module itself is initialised without locking arguments: unless
- * its vendor says otherwise, call it from one thread at a time.
+ * finalise while another thread uses the module, and the module itself is initialised without locking arguments:
+ * unless its vendor says otherwise, call it from one thread at a time.
  *
- * <p><strong>What every method has in common.</strong> A failure arrives as a {@link velnor.CryptokiException} that names
- * the method, and a method called before {@link velnor.nat.NativeCryptoki#Initialize(Object)} throws code 0x190 under its
- * own name. Offsets and lengths are <em>not</em> compared with the arrays they belong to: one that lies outside lets the
- * module read or write foreign memory. Every {@code int} that becomes a PKCS#11 value is widened with its sign.
+ * <p><strong>What every method has in common.</strong> A failure arrives as a {@link velnor.CryptokiException} that
+ * names the method, and a method called before {@link velnor.nat.NativeCryptoki#Initialize(Object)} throws code 0x190
+ * under its own name. Offsets and lengths are <em>not</em> compared with the arrays they belong to: one that lies
+ * outside lets the module read or write foreign memory. Every {@code int} that becomes a PKCS#11 value is widened with
+ * its sign.
  *
- * <p><strong>Session handles have 32 bits here.</strong> A {@link velnor.nat.NativeSession} carries the low 32 bits of the
- * module's handle, read back with their sign. A module with wider handles (some use heap pointers) cannot be driven
- * directly; {@code p11-kit-proxy.so} in front of it hands out small ones. Object and key handles travel whole, as
- * {@code long}.
+ * <p><strong>Session handles have 32 bits here.</strong> A {@link velnor.nat.NativeSession} carries the low 32 bits of
+ * the module's handle, read back with their sign. A module with wider handles (some use heap pointers) cannot be
+ * driven directly; {@code p11-kit-proxy.so} in front of it hands out small ones. Object and key handles travel whole,
+ * as {@code long}, except where a method says otherwise.
  *
  * <p><strong>Calls that end the JVM.</strong> These methods, kept as programs know them, give native memory back to no
  * array, which no JVM survives:

@@ -1,8 +1,8 @@
 package velnor.params;
 
 /**
- * The length of a MAC: the {@code _MAC_GENERAL} and {@code _HMAC_GENERAL} mechanisms of DES, DES3, CDMF, MD2, MD5, SHA-1,
- * RIPEMD, CAST and IDEA, and the SSL 3 MACs.
+ * The length of a MAC: the {@code _MAC_GENERAL} and {@code _HMAC_GENERAL} mechanisms of DES, DES3, CDMF, MD2, MD5,
+ * SHA-1, RIPEMD, CAST and IDEA, and the SSL 3 MACs.
  */
 public final class MACGENERALParams {
     private final int m_parameter;

@@ -1,0 +1,60 @@
+package harlune.support;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+
+import com.sun.jna.Library;
+import com.sun.jna.Native;
+
+import java.util.List;
+
+/**
+ * The scripted PKCS#11 module (tests/native/module/scripted_module.h says what it understands), steered from Java. The
+ * loader knows it as the same library that the bridge binds, so both speak to the same module.
+ */
+public final class ScriptedModule {
+    public static final String PATH = System.getProperty("harlune.module");
+
+    private static final Control CONTROL = Native.load(PATH, Control.class);
+
+    private ScriptedModule() {
+    }
+
+    /** Forgets scripts, journal, sessions and objects. */
+    public static void reset() {
+        CONTROL.scripted_reset();
+    }
+
+    /** Queues an answer for the next call of one function. */
+    public static void answer(String line) {
+        assertEquals(0, CONTROL.scripted_answer(line), () -> line + ": " + CONTROL.scripted_error());
+    }
+
+    /** Every call since the last reset, one a line. */
+    public static List<String> journal() {
+        return CONTROL.scripted_journal().lines().toList();
+    }
+
+    public static void clearJournal() {
+        CONTROL.scripted_clear_journal();
+    }
+
+    /** Answers that no call has used. */
+    public static List<String> unused() {
+        return CONTROL.scripted_unused().lines().toList();
+    }
+
+    /** The control functions that the module exports beside PKCS#11. */
+    interface Control extends Library {
+        void scripted_reset();
+
+        int scripted_answer(String line);
+
+        String scripted_error();
+
+        String scripted_unused();
+
+        String scripted_journal();
+
+        void scripted_clear_journal();
+    }
+}

@@ -1,0 +1,197 @@
+/// The memory of attribute templates.
+#include "freed_blocks.h"
+#include "marshalling_test.h"
+
+namespace {
+
+class TemplateMemoryTest : public UnboundTest {
+protected:
+  // Keys and their labels: nothing of them may stay in what is freed.
+  jobjectArray everyKindOfValue() {
+    return env.attributes("template", {env.attribute(CKA_TOKEN, nullptr), env.attribute(CKA_CLASS, env.integer(-1)),
+                                       env.attribute(CKA_SIGN, env.boolean(true)),
+                                       env.attribute(CKA_LABEL, env.string("", u"l\u20ACbel")),
+                                       env.attribute(CKA_VALUE, env.bytes("the key itself")),
+                                       env.attribute(CKA_ID, env.bytes(""))});
+  }
+  std::string build(jobjectArray jTemplate) {
+    Template = nullptr;
+    TemplateLen = 0;
+    return raisedBy([&] { Attribute2CKAttribute(jni, jTemplate, Template, TemplateLen); });
+  }
+  std::string buildForReading(jintArray types) {
+    Template = nullptr;
+    TemplateLen = 0;
+    return raisedBy([&] { Attribute2CKAttribute_Get(jni, types, Template, TemplateLen); });
+  }
+
+  CK_ATTRIBUTE_PTR Template = nullptr;
+  CK_ULONG TemplateLen = 0;
+};
+
+TEST_F(TemplateMemoryTest, EveryValueIsWipedAndFreedInOrderThenTheEntries) {
+  const jobjectArray jTemplate = everyKindOfValue();
+  AllocationScope scope;
+  EXPECT_EQ(build(jTemplate), "");
+  std::vector<const void*> blocks;
+  for (CK_ULONG i = 0; i < TemplateLen; ++i) {
+    if (Template[i].pValue != nullptr) {
+      blocks.push_back(Template[i].pValue);
+    }
+  }
+  blocks.push_back(Template);
+  EXPECT_EQ(blocks.size(), 6U);
+  FreedBlocks freed(scope);
+  freeTemplate(Template, TemplateLen);
+  EXPECT_EQ(freed.addresses(), blocks);
+  EXPECT_EQ(freed.notWiped(), 0U);
+}
+
+TEST_F(TemplateMemoryTest, EveryBlockHasRoomForItsValue) {
+  const jobjectArray jTemplate = everyKindOfValue();
+  AllocationScope scope;
+  EXPECT_EQ(build(jTemplate), "");
+  FreedBlocks freed(scope);
+  freeTemplate(Template, TemplateLen);
+  std::vector<std::size_t> sizes;
+  for (const FreedBlock& block : freed.list()) {
+    sizes.push_back(block.size);
+  }
+  // An empty value has a block of its own all the same; a string has room for its zero and its longer form.
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{8, 1, 8, 14, 1, 6 * sizeof(CK_ATTRIBUTE)}));
+}
+
+TEST_F(TemplateMemoryTest, EveryRefusedAllocationIsHostMemoryAndLeavesNothing) {
+  const jobjectArray jTemplate = everyKindOfValue();
+  for (unsigned n = 1; n <= 6; ++n) {
+    AllocationScope scope;
+    FreedBlocks freed(scope);
+    scope.failNth(n);
+    EXPECT_EQ(build(jTemplate), kHostMemory);
+    EXPECT_FALSE(scope.failureLeft());
+    EXPECT_EQ(Template == nullptr, n == 1);
+    freeTemplate(Template, TemplateLen);
+    EXPECT_EQ(scope.live(), 0U);
+    // The entries and what is attached to them, and the exception, which nobody wipes.
+    EXPECT_EQ(freed.list().size(), n);
+    EXPECT_EQ(freed.notWiped(), 1U);
+  }
+}
+
+TEST_F(TemplateMemoryTest, ARefusedValueStaysOutOfItsEntry) {
+  const jobjectArray jTemplate = env.attributes("template", {env.attribute(CKA_VALUE, env.bytes("key"))});
+  AllocationScope scope;
+  scope.failNth(2);
+  EXPECT_EQ(build(jTemplate), kHostMemory);
+  ASSERT_EQ(TemplateLen, 1U);
+  EXPECT_EQ(Template[0].pValue, nullptr);
+  EXPECT_EQ(Template[0].ulValueLen, 0U);
+  EXPECT_EQ(env.calls("GetByteArrayRegion"), 0) << "nothing may be written through a null pointer";
+  freeTemplate(Template, TemplateLen);
+}
+
+// Each lookup, element and method on the way.
+TEST_F(TemplateMemoryTest, EveryRaisedTextLeavesNothing) {
+  const jobjectArray jTemplate = everyKindOfValue();
+  const std::pair<const char*, int> failing[] = {
+      {"FindClass", 4}, {"GetFieldID", 2}, {"GetObjectArrayElement", 6}, {"GetMethodID", 2}};
+  for (const auto& [function, count] : failing) {
+    for (int n = 1; n <= count; ++n) {
+      env.clear();
+      env.failNth(function, n, jvm::Leaving::Exception);
+      AllocationScope scope;
+      EXPECT_NE(build(jTemplate), "");
+      EXPECT_FALSE(env.faultsLeft());
+      freeTemplate(Template, TemplateLen);
+      EXPECT_EQ(scope.live(), 0U) << function << " " << n;
+    }
+  }
+}
+
+TEST_F(TemplateMemoryTest, AnEmptyTemplateAndNoneAtAllAreFreed) {
+  const jobjectArray none = env.attributes("template", {});
+  AllocationScope scope;
+  EXPECT_EQ(build(none), "");
+  EXPECT_EQ(scope.live(), 1U);
+  freeTemplate(Template, TemplateLen);
+  freeTemplate(nullptr, 0);
+  freeReadTemplate(nullptr, 0);
+}
+
+// --- Read templates --------------------------------------------------------------------------------------------------
+
+// The buffer holds what was read last, which may be a key.
+TEST_F(TemplateMemoryTest, AReadTemplateIsTwoBlocks) {
+  const jintArray types = env.ints("types", {CKA_CLASS, CKA_LABEL, CKA_VALUE});
+  AllocationScope scope;
+  EXPECT_EQ(buildForReading(types), "");
+  EXPECT_EQ(scope.count(), 2U);
+  static_cast<char*>(Template[2].pValue)[2047] = 'k';
+  const std::vector<const void*> blocks = {Template[0].pValue, Template};
+  FreedBlocks freed(scope);
+  freeReadTemplate(Template, TemplateLen);
+  EXPECT_EQ(freed.addresses(), blocks);
+  EXPECT_EQ(freed.notWiped(), 0U);
+  EXPECT_EQ(freed.list().front().size, 2048U);
+}
+
+// Until a buffer is had, every entry tries once: those before have none and the rest share it.
+TEST_F(TemplateMemoryTest, ARefusedBufferIsTriedAgainForTheNextEntry) {
+  const jintArray types = env.ints("types", {CKA_CLASS, -1, CKA_VALUE});
+  AllocationScope scope;
+  scope.failNth(2);
+  EXPECT_EQ(buildForReading(types), "");
+  EXPECT_EQ(scope.count(), 3U);
+  ASSERT_EQ(TemplateLen, 3U);
+  EXPECT_EQ(Template[0].type, CKA_CLASS);
+  EXPECT_EQ(Template[0].pValue, nullptr);
+  EXPECT_EQ(Template[0].ulValueLen, 2048U);
+  EXPECT_EQ(Template[1].type, 0xFFFFFFFFFFFFFFFF);
+  EXPECT_NE(Template[1].pValue, nullptr);
+  EXPECT_EQ(Template[1].ulValueLen, 2048U);
+  EXPECT_EQ(Template[2].pValue, Template[1].pValue);
+  FreedBlocks freed(scope);
+  freeReadTemplate(Template, TemplateLen);
+  EXPECT_EQ(freed.list().size(), 2U);
+}
+
+TEST_F(TemplateMemoryTest, ARefusedBufferOfTheOnlyEntryIsNotReported) {
+  const jintArray types = env.ints("types", {CKA_CLASS});
+  AllocationScope scope;
+  scope.failNth(2);
+  EXPECT_EQ(buildForReading(types), "");
+  EXPECT_EQ(Template[0].pValue, nullptr);
+  EXPECT_EQ(Template[0].ulValueLen, 2048U);
+  freeReadTemplate(Template, TemplateLen);
+}
+
+TEST_F(TemplateMemoryTest, RefusedEntriesOfAReadTemplateAreHostMemory) {
+  const jintArray types = env.ints("types", {CKA_CLASS});
+  AllocationScope scope;
+  scope.failNth(1);
+  EXPECT_EQ(buildForReading(types), kHostMemory);
+  EXPECT_EQ(Template, nullptr);
+  EXPECT_EQ(env.calls("ReleaseIntArrayElements"), 1);
+  freeReadTemplate(Template, TemplateLen);
+}
+
+TEST_F(TemplateMemoryTest, ARefusedBufferOfASingleEntryIsNotReported) {
+  CK_ATTRIBUTE entry = {0, &entry, 0};
+  AllocationScope scope;
+  scope.failNth(1);
+  EXPECT_EQ(raisedBy([&] { Attribute2CKAttribute_Get(jni, CKA_VALUE, &entry); }), "");
+  EXPECT_EQ(entry.type, CKA_VALUE);
+  EXPECT_EQ(entry.pValue, nullptr);
+  EXPECT_EQ(entry.ulValueLen, 2048U);
+}
+
+TEST_F(TemplateMemoryTest, ConvertingAnEntryTakesNoMemory) {
+  CK_BYTE value[2048] = {};
+  AllocationScope scope;
+  for (const CK_ATTRIBUTE_TYPE type : {CKA_CLASS, CKA_TOKEN, CKA_VALUE, CKA_ISSUER}) {
+    EXPECT_EQ(raisedBy([&] { CkAttribute2Pkcs11Attribute(jni, {type, value, sizeof value}); }), "");
+  }
+  EXPECT_EQ(scope.count(), 0U);
+}
+
+}  // namespace
