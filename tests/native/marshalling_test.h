@@ -12,19 +12,9 @@ inline std::string hex(CK_ULONG value) {
   return digits.str();
 }
 
-/// The library brings its own C++ runtime and unwinder. What it raises finds a handler of this executable only after
-/// the unwinder on this side has been at work once: it prepares its tables at its first throw.
-inline void prepareUnwinder() {
-  try {
-    throw 0;
-  } catch (int) {
-  }
-}
-
 /// The text that a call raised, a raised return value as `CK_RV 0x2`, or "" when it came through.
 template <typename Call>
 std::string raisedBy(Call&& call) {
-  prepareUnwinder();
   try {
     call();
   } catch (const char* raised) {
