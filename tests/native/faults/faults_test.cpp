@@ -20,7 +20,11 @@ INSTANTIATE_TEST_SUITE_P(Every, FaultsTest, ::testing::ValuesIn(allSubjects()), 
 
 TEST_P(FaultsTest, RefusedJniCalls) {
   injectAll(jniInjections(good()));
-  EXPECT_EQ(injected(), 2 * good().fallibleCalls) << "every call that can fail, with and without an exception";
+  const auto& calls = good().jniCalls;
+  const auto fallible = std::count_if(calls.begin(), calls.end(), [this](const std::string& call) {
+    return !cannotFail(call.substr(0, call.find(' '))) && !measuresAgain(good(), call);
+  });
+  EXPECT_EQ(injected(), 2 * fallible) << "every call that can fail, with and without an exception";
   if (GetParam().method->className != "NativeCryptoki") {
     EXPECT_GT(injected(), 0U) << "no slot and no session is read without the JVM";
   }

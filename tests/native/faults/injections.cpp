@@ -47,7 +47,7 @@ constexpr Lie kLies[] = {
     {"length", "CKR_DEVICE_ERROR length=100000"},
     // Output that is there although the call fails, or although it asks for more room.
     {"length", "CKR_DEVICE_ERROR data=\"hidden output 16\" length=16"},
-    {"length", "CKR_BUFFER_TOO_SMALL data=\"hidden output 16\" write=16 length=2000"},
+    {"length", "CKR_BUFFER_TOO_SMALL data=\"hidden output 16\" write=8 length=2000"},
     {"count", "CKR_OK count=0"},
     {"count", "CKR_OK count=-1"},
     {"count", "CKR_OK count=100000"},
@@ -155,10 +155,10 @@ Outcome run(const Subject& subject, const Injection& injection, Watch& watch) {
   outcome.result = world.result;
   outcome.out = env.loans.out();
   outcome.secrets = world.secrets();
-  outcome.jniCalls = static_cast<unsigned>(env.calls());
   for (const std::string& line : env.journal()) {
-    const std::string function = line.substr(0, line.find(' '));
-    outcome.fallibleCalls += function.rfind("C_", 0) != 0 && !cannotFail(function) ? 1 : 0;
+    if (line.rfind("C_", 0) != 0) {
+      outcome.jniCalls.push_back(line);
+    }
   }
   outcome.moduleCalls = static_cast<unsigned>(world.token.calls() - callsBefore);
   outcome.happened = injection.source == Source::Jni          ? !env.faultsLeft()
@@ -195,9 +195,27 @@ std::optional<ModuleLine> readModuleLine(const std::string& line) {
   return read;
 }
 
+bool measuresAgain(const Outcome& good, const std::string& call) {
+  const auto measured = [](const std::string& line) {
+    const std::size_t blank = line.find(' ');
+    const std::string function = line.substr(0, blank);
+    const bool measures =
+        function == "GetArrayLength" || function == "GetStringLength" || function == "GetStringUTFLength";
+    return measures ? line.substr(blank + 1) : "";
+  };
+  const std::string object = measured(call);
+  return !object.empty() && std::count_if(good.jniCalls.begin(), good.jniCalls.end(),
+                                          [&](const std::string& line) { return measured(line) == object; }) > 1;
+}
+
 std::vector<Injection> jniInjections(const Outcome& good) {
   std::vector<Injection> injections;
-  for (unsigned index = 1; index <= good.jniCalls; ++index) {
+  unsigned index = 0;
+  for (const std::string& call : good.jniCalls) {
+    ++index;
+    if (measuresAgain(good, call)) {
+      continue;
+    }
     for (const jvm::Leaving leaving : {jvm::Leaving::Nothing, jvm::Leaving::Exception}) {
       injections.push_back({.source = Source::Jni, .index = index, .leaving = leaving, .answers = {}});
     }

@@ -30,8 +30,7 @@ struct Outcome {
   std::string shown;
   std::vector<std::string> out;  ///< what is still lent
   std::vector<std::string> secrets;
-  unsigned jniCalls;
-  unsigned fallibleCalls;  ///< of them, those that can fail
+  std::vector<std::string> jniCalls;  ///< one line each, none folded
   unsigned moduleCalls;
   bool happened;  ///< the fault was met; a JNI call that returns nothing cannot fail
 };
@@ -59,7 +58,11 @@ std::optional<ModuleLine> readModuleLine(const std::string& line);
 /// A JNI call that returns nothing, or nothing that could tell of a failure.
 bool cannotFail(const std::string& jniFunction);
 
-/// Every JNI call of a good run failing, each leaving nothing and leaving an exception.
+/// Whether a JNI call asks for a size that another call of the run asks for, too. A refusal would have the JVM
+/// contradict itself on an object that never changes, and buffers are sized by the one answer and filled by the other.
+bool measuresAgain(const Outcome& good, const std::string& call);
+/// Every JNI call of a good run failing, each leaving nothing and leaving an exception; but for the measuring ones
+/// above.
 std::vector<Injection> jniInjections(const Outcome& good);
 /// Every module call of a good run failing with every code, and lying about its output in every way.
 std::vector<Injection> moduleInjections(const Subject& subject, const Outcome& good);

@@ -146,9 +146,9 @@ std::vector<Subject> makeSubjects() {
       subjects.push_back({&method, "byRelativePath", tweak, kMechanism});
     }
     if (method.javaName == "J_FindObjects") {
-      // More matches than the method's first buffer holds.
+      // So many matches that the buffer of the method grows twice.
       Tweak many = tweak;
-      many.answers = {"C_FindObjects list=1..1100"};
+      many.answers = {"C_FindObjects list=1..2100"};
       const bool reads = method.takes(Kind::IntArray);
       if (!reads) {
         subjects.push_back({&method, "manyMatches", many, kMechanism});

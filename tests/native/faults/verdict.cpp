@@ -74,7 +74,7 @@ Judge::Judge(const Subject& subject, const Outcome& good) : subject_(subject) {
 
 void Judge::judge(const Injection& injection, const Outcome& outcome) {
   SCOPED_TRACE(subject_.label() + ": " + injection.label() + "\n" + jvm::joined(outcome.lines));
-  Run run{.injection = injection, .outcome = outcome, .inWorker = !worker_.empty(), .lastModuleCall = std::nullopt};
+  Run run{injection, outcome, !worker_.empty()};
   for (std::size_t at = 0; at < outcome.lines.size(); ++at) {
     const std::string& line = outcome.lines[at];
     EXPECT_FALSE(startsWith(line, "FindClass velnor/CryptokiException") || startsWith(line, "Throw "))

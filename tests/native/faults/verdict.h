@@ -34,7 +34,7 @@ private:
     unsigned causeless = 0;
     bool mustBeReported = false;
     bool mayBeReportedLater = false;
-    std::optional<ModuleLine> lastModuleCall;
+    std::optional<ModuleLine> lastModuleCall = std::nullopt;
   };
 
   static std::optional<Report> readReport(const std::string& line);
