@@ -3,15 +3,14 @@
 ///   J_Sign__JZLvelnor_Mechanism_2J_3BII      the method
 ///   input=20 offset=3 length=9 output=64     the caller's arrays; -1 is none. Offsets and lengths stay inside.
 ///   C_SignInit CKR_OK                        answers; see scripted_module.h. A word that is no function of the module
-///   C_Sign CKR_BUFFER_TOO_SMALL length=2000  stands for one that the method calls
-///   C_Sign CKR_OK data="abc" length=9
+///   C_Sign CKR_BUFFER_TOO_SMALL length=2000  stands for one that the method calls; an answer that says nothing else is
+///   C_Sign CKR_OK data="abc" length=9        some lie about lengths and counts
 ///
 /// More words of the second line: `noinit` clears the init flag, `refuse=3` lets the third allocation fail, `number=`,
-/// `handle=` and `text=` are arguments, `type=` is an attribute to read, and `wild` takes offset and length as they are.
+/// `handle=` and `text=` are arguments, `type=` is an attribute to read, and `wild` takes offset and length
+/// as they are.
 #include "input.h"
 #include "world.h"
-
-#include "../native/module/text.h"
 
 #include <algorithm>
 #include <map>
@@ -20,6 +19,7 @@
 namespace {
 
 using fuzz::cut;
+using fuzz::hash;
 using fuzz::number;
 
 const std::set<std::string_view> kFunctions = {
@@ -34,10 +34,22 @@ const std::set<std::string_view> kReturnValues = {
 #undef X
 };
 
-const std::set<std::string_view> kNumbers = {
-    "length", "count",  "handle", "private", "slot", "flags", "ulMaxSessionCount", "ulSessionCount",
-    "ulMaxPinLen", "ulMinPinLen", "ulTotalPublicMemory", "slotID", "state", "ulDeviceError", "ulMinKeySize",
-    "ulMaxKeySize"};
+const std::set<std::string_view> kNumbers = {"length",
+                                             "count",
+                                             "handle",
+                                             "private",
+                                             "slot",
+                                             "flags",
+                                             "ulMaxSessionCount",
+                                             "ulSessionCount",
+                                             "ulMaxPinLen",
+                                             "ulMinPinLen",
+                                             "ulTotalPublicMemory",
+                                             "slotID",
+                                             "state",
+                                             "ulDeviceError",
+                                             "ulMinKeySize",
+                                             "ulMaxKeySize"};
 
 const std::set<std::string_view> kTexts = {"manufacturerID", "libraryDescription", "slotDescription", "label",
                                            "model",          "serialNumber",       "utcTime"};
@@ -113,22 +125,33 @@ void run(fuzz::World& world, const Case& input) {
   world.call(*input.method, arguments);
 }
 
+/// Operations run before the call, unless the call is to start one itself.
+void prepare(fuzz::World& world, const Case& input) {
+  if (input.says("noinit") || !input.method->takes(faults::Kind::Object)) {
+    world.startEverything();
+  }
+}
+
 /// The module's functions that a method calls when all goes well.
 const std::vector<std::string>& functionsOf(const faults::Method& method) {
   static std::map<const faults::Method*, std::vector<std::string>> known;
   std::vector<std::string>& functions = known[&method];
   if (functions.empty()) {
-    fuzz::World world;
-    world.startEverything();
-    Case input = read("type=0");
-    input.method = &method;
-    run(world, input);
-    for (const std::string& line : world.moduleLines()) {
-      functions.push_back(line.substr(0, line.find(' ')));
+    for (const char* const words : {"type=0", "type=0 noinit"}) {
+      fuzz::World world;
+      Case input = read(words);
+      input.method = &method;
+      prepare(world, input);
+      run(world, input);
+      for (const std::string& line : world.moduleLines()) {
+        functions.push_back(line.substr(0, line.find(' ')));
+      }
     }
     if (functions.empty()) {
       functions.emplace_back("C_GetInfo");
     }
+    std::sort(functions.begin(), functions.end());
+    functions.erase(std::unique(functions.begin(), functions.end()), functions.end());
   }
   return functions;
 }
@@ -144,7 +167,7 @@ std::string listOf(std::string_view value) {
     if (size > kLongestList || first > first + span) {
       break;
     }
-    result += (result.empty() ? "" : ",") + text::hex(first) + ".." + text::hex(first + span);
+    result += (result.empty() ? "" : ",") + fuzz::hex(first) + ".." + fuzz::hex(first + span);
   }
   return result.empty() ? "1" : result;
 }
@@ -153,11 +176,11 @@ std::string listOf(std::string_view value) {
 /// the module itself a culprit (writing more than it was offered) or take for ever.
 std::string wordOf(std::string_view word, bool second, bool wild) {
   if (second && (kReturnValues.count(word) != 0 || word.substr(0, 2) == "0x")) {
-    return word[0] == '0' ? text::hex(number(word)) : std::string(word);
+    return word[0] == '0' ? fuzz::hex(number(word)) : std::string(word);
   }
   const std::string_view key = cut(word, '=');
   if (kNumbers.count(key) != 0) {
-    return std::string(key) + "=" + text::hex(number(word));
+    return std::string(key) + "=" + fuzz::hex(number(word));
   }
   if (key == "list") {
     return "list=" + listOf(word);
@@ -166,21 +189,33 @@ std::string wordOf(std::string_view word, bool second, bool wild) {
     return wild ? "" : "size=" + std::to_string(number(word) % kLongestOutput);
   }
   if (kTexts.count(key) != 0 || (key == "data" && !wild)) {
-    return std::string(key) + "=" + text::hexDigits(reinterpret_cast<const unsigned char*>(word.data()), word.size());
+    return std::string(key) + "=" + fuzz::hexDigits(word);
   }
   return "";
 }
 
+/// A lie about lengths and counts, by the hash of a line that says nothing.
+std::string lieOf(std::string_view line) {
+  static const std::vector<std::string> values = {"CKR_OK", "CKR_OK", "CKR_BUFFER_TOO_SMALL", "CKR_DEVICE_ERROR"};
+  static const std::vector<std::string> claims = {"0",    "1",    "8",          "50",          "51", "512",
+                                                  "2049", "4000", "0x80000000", "0x100000008", "-1", "-8"};
+  const std::string claim = claims[hash(line) / values.size() % claims.size()];
+  return " " + fuzz::oneOf(values, line) + " length=" + claim + " count=" + claim;
+}
+
 std::string answerOf(std::string_view line, const faults::Method& method, bool wild) {
+  const std::string_view whole = line;
   const std::string_view function = cut(line, ' ');
   std::string result =
       kFunctions.count(function) != 0 ? std::string(function) : fuzz::oneOf(functionsOf(method), function);
+  const std::size_t bare = result.size();
   bool second = true;
   for (const std::string_view word : fuzz::split(line, ' ')) {
     const std::string said = wordOf(word, second, wild);
     result += (said.empty() ? "" : " ") + said;
     second = false;
   }
+  result += result.size() == bare ? lieOf(whole) : "";
   return result + (wild ? " unread" : "");
 }
 
@@ -202,7 +237,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   }
   const std::vector<std::string>& functions = functionsOf(method);
   fuzz::World world;
-  world.startEverything();
+  prepare(world, input);
   for (const std::string& answer : answers) {
     world.answer(answer);
   }

@@ -16,7 +16,10 @@ namespace {
 class Configuration {
 public:
   Configuration() {
-    std::string name = (std::filesystem::temp_directory_path() / "harlune-fuzz-XXXXXX").string();
+    // In memory where that can be had: a disk makes the target ten times slower.
+    const std::filesystem::path memory = "/dev/shm";
+    const bool inMemory = access(memory.c_str(), W_OK | X_OK) == 0;
+    std::string name = ((inMemory ? memory : std::filesystem::temp_directory_path()) / "harlune-fuzz-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) {
       std::perror("mkdtemp");
       std::abort();

@@ -1,5 +1,6 @@
 #include "input.h"
 
+#include "../native/module/text.h"
 #include "java_model.h"
 
 #include <charconv>
@@ -21,6 +22,14 @@ std::uint64_t number(std::string_view word) {
   return negative ? 0 - value : value;
 }
 
+std::string hex(std::uint64_t value) {
+  return text::hex(value);
+}
+
+std::string hexDigits(std::string_view bytes) {
+  return text::hexDigits(reinterpret_cast<const unsigned char*>(bytes.data()), bytes.size());
+}
+
 std::string sized(std::string_view word, std::string_view contents) {
   cut(word, ':');
   std::string result(contents);
@@ -33,16 +42,16 @@ std::string sized(std::string_view word, std::string_view contents) {
   return result;
 }
 
-std::u16string units(std::string_view text) {
+std::u16string units(std::string_view characters) {
   constexpr std::size_t kEscape = 6;
   std::u16string result;
-  while (!text.empty()) {
-    const std::size_t plain = std::min(text.find("\\u"), text.size());
-    result += jvm::fromUtf8(std::string(text.substr(0, plain)));
-    text.remove_prefix(plain);
-    if (!text.empty()) {
-      result += static_cast<char16_t>(number("0x" + std::string(text.substr(2, kEscape - 2))));
-      text.remove_prefix(std::min(kEscape, text.size()));
+  while (!characters.empty()) {
+    const std::size_t plain = std::min(characters.find("\\u"), characters.size());
+    result += jvm::fromUtf8(std::string(characters.substr(0, plain)));
+    characters.remove_prefix(plain);
+    if (!characters.empty()) {
+      result += static_cast<char16_t>(number("0x" + std::string(characters.substr(2, kEscape - 2))));
+      characters.remove_prefix(std::min(kEscape, characters.size()));
     }
   }
   return result;

@@ -36,6 +36,10 @@ inline std::size_t hash(std::string_view word) {
 /// A decimal or hexadecimal number, negative ones included; the digits that do not fit are lost. Anything else is 0.
 std::uint64_t number(std::string_view word);
 
+/// The same in the spelling of the scripted module.
+std::string hex(std::uint64_t value);
+std::string hexDigits(std::string_view bytes);
+
 /// One of several, by the hash of a word.
 template <typename Several>
 const auto& oneOf(const Several& several, std::string_view word) {

@@ -3,7 +3,7 @@
 ///   J_SignRecoverInit            the method
 ///   0x3A1                        the mechanism's code; a word that is no number chooses one that has a parameter
 ///   object                       null: no parameter; other: one of another class, where the library tests for that
-///   bytes:20 01                  the fields in the order of their declaration, those of inner objects behind their own
+///   bytes:20 01                  the fields in the order of their declaration; behind an inner object, its own fields
 ///   12
 #include "input.h"
 #include "mechanism_parameters.h"
@@ -112,8 +112,8 @@ jobject makeParameter(fuzz::World& world, CK_MECHANISM_TYPE code, std::string_vi
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto methods = fuzz::methodsWhere(
-      [](const auto& m) { return m.className == "NativeSession" && m.takes(faults::Kind::Object); });
+  static const auto methods =
+      fuzz::methodsWhere([](const auto& m) { return m.className == "NativeSession" && m.takes(faults::Kind::Object); });
   std::string_view rest(reinterpret_cast<const char*>(data), size);
   const faults::Method& method = fuzz::choose(methods, cut(rest, '\n'));
   const CK_MECHANISM_TYPE code = codeOf(cut(rest, '\n'));

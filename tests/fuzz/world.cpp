@@ -29,7 +29,7 @@ void* __wrap_calloc(std::size_t count, std::size_t size) {
   std::size_t whole = 0;
   const bool refused = allocationsUntilRefusal != 0 && --allocationsUntilRefusal == 0;
   return refused || __builtin_mul_overflow(count, size, &whole) || whole > kLargestBlock ? nullptr
-                                                                                        : __real_calloc(count, size);
+                                                                                         : __real_calloc(count, size);
 }
 
 }  // extern "C"
@@ -185,8 +185,8 @@ jvalue World::argument(const faults::Method& method, const Arguments& arguments,
     value.l = method.className == "NativeSession" ? arguments.mechanism : nullptr;
     break;
   case Kind::String:
-    value.l = method.reportName == "loadCryptokiLibrary" ? env.string("string", std::string(token().path()))
-                                                         : arguments.text;
+    value.l =
+        method.reportName == "loadCryptokiLibrary" ? env.string("string", std::string(token().path())) : arguments.text;
     break;
   case Kind::ByteArray:
     value.l = isOutput(index) ? arguments.output : arguments.input;
@@ -217,6 +217,10 @@ void World::call(const faults::Method& method, const Arguments& arguments) {
   token().listen(listen);
   method.call(env.jni(), self, values);
   allocationsUntilRefusal = 0;
+  static const bool shows = std::getenv("HARLUNE_FUZZ_SHOW") != nullptr;
+  if (shows) {
+    std::fprintf(stderr, "%s\n%s%s\n", method.label().c_str(), env.trace().c_str(), env.pending().c_str());
+  }
   judgeLoans(method);
   judgeReports(method);
 }
@@ -270,7 +274,10 @@ void World::judgeReports(const faults::Method& method) const {
 
 const faults::Method& choose(const std::vector<const faults::Method*>& methods, std::string_view word) {
   for (const faults::Method* const method : methods) {
-    if (method->label().substr(method->className.size() + 1) == word || method->javaName == word) {
+    const std::string& symbol = method->symbol;
+    const std::size_t overload = symbol.find("__");
+    if (method->javaName == word ||
+        (overload != std::string::npos && method->javaName + symbol.substr(overload) == word)) {
       return *method;
     }
   }

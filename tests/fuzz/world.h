@@ -76,7 +76,7 @@ std::vector<const faults::Method*> methodsWhere(Predicate&& predicate) {
   return chosen;
 }
 
-/// The method whose name begins with a word, else any of them.
+/// The method that a word names, with or without the mark of its overload; else any of them.
 const faults::Method& choose(const std::vector<const faults::Method*>& methods, std::string_view word);
 
 }  // namespace fuzz

@@ -8,6 +8,7 @@
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -169,6 +170,18 @@ TEST_F(ModuleFilesTest, NameThatIsNotMappedHasNoPath) {
 }
 
 // The map is searched as text: any earlier line that mentions the name answers for it.
+TEST_F(ModuleFilesTest, NoPathIsFoundWhileTheProcessMapCannotBeOpened) {
+  load(modules::kScripted);
+  rlimit limit = {};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit none = {0, limit.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+  const std::string path = mappedPath("scripted-module.so");
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  EXPECT_EQ(path, "null");
+  EXPECT_EQ(mappedPath("scripted-module.so"), modules::kScripted);
+}
+
 TEST_F(ModuleFilesTest, FirstMentionAnswersForAName) {
   std::ifstream map("/proc/self/maps");
   std::string line;

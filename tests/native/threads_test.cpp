@@ -53,8 +53,8 @@ public:
 
   void work(int round) {
     // Lengths differ between threads and rounds, so that a buffer that two threads share has the wrong size for one.
-    const std::string data = label() + std::string(static_cast<std::size_t>((number_ * 37 + round * 11) % 90), 'x') +
-                             std::to_string(round);
+    const std::string data =
+        label() + std::string(static_cast<std::size_t>((number_ * 37 + round * 11) % 90), 'x') + std::to_string(round);
     sign(data);
     verify(data);
     encrypt(data);

@@ -6,14 +6,11 @@ import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import harlune.support.Bridge;
+import harlune.support.ChildJvm;
 import harlune.support.Ck;
 import harlune.support.ScriptedModule;
 
 import java.io.IOException;
-import java.lang.management.ManagementFactory;
-import java.nio.file.Files;
-import java.nio.file.Path;
-import java.util.ArrayList;
 import java.util.List;
 import java.util.Map;
 import java.util.Set;
@@ -85,16 +82,9 @@ class JvmEndingCallsTest {
 
     /** Runs {@link #main} in a JVM like this one, which must reach the call and crash in it. */
     private static void assertEndsItsJvm(String call) throws IOException, InterruptedException {
-        Path output = Files.createTempFile("child", ".out");
-        List<String> command = new ArrayList<>();
-        command.add(System.getProperty("java.home") + "/bin/java");
-        command.addAll(ManagementFactory.getRuntimeMXBean().getInputArguments());
-        command.addAll(List.of("-XX:ErrorFile=" + output + ".crash", "-cp", System.getProperty("java.class.path"),
-                JvmEndingCallsTest.class.getName(), call));
-        int status = new ProcessBuilder(command).redirectErrorStream(true).redirectOutput(output.toFile()).start()
-                .waitFor();
-        String told = Files.readString(output);
-        assertNotEquals(0, status, told);
+        ChildJvm.End end = ChildJvm.run(List.of(), JvmEndingCallsTest.class, call);
+        String told = end.told();
+        assertNotEquals(0, end.status(), told);
         assertTrue(told.contains("calling\n"), told);
         assertTrue(told.contains("A fatal error has been detected by the Java Runtime Environment"), told);
         assertFalse(told.contains("survived"), told);
