@@ -3,8 +3,8 @@ if(HARLUNE_SANITIZE)
   add_compile_options(-fsanitize=${HARLUNE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${HARLUNE_SANITIZE})
 
-  # The sanitizers of these compilers lose their way now and then where the kernel scatters addresses over 32 bits
-  # ("Tracer caught signal 11", in every fourth run on such a machine). So their programs run without the scattering.
+  # The sanitizers of these compilers fail at random, in every fourth run, where the kernel scatters addresses over 32
+  # bits. So their programs run without the scattering.
   execute_process(COMMAND setarch -R true RESULT_VARIABLE cannot_set_personality OUTPUT_QUIET ERROR_QUIET)
   if(NOT cannot_set_personality)
     set(CMAKE_CROSSCOMPILING_EMULATOR setarch -R)
