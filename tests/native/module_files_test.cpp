@@ -169,7 +169,6 @@ TEST_F(ModuleFilesTest, NameThatIsNotMappedHasNoPath) {
   EXPECT_EQ(mappedPath("no-such-module-in-this-process.so"), "null");
 }
 
-// The map is searched as text: any earlier line that mentions the name answers for it.
 TEST_F(ModuleFilesTest, NoPathIsFoundWhileTheProcessMapCannotBeOpened) {
   load(modules::kScripted);
   rlimit limit = {};
@@ -182,6 +181,7 @@ TEST_F(ModuleFilesTest, NoPathIsFoundWhileTheProcessMapCannotBeOpened) {
   EXPECT_EQ(mappedPath("scripted-module.so"), modules::kScripted);
 }
 
+// The map is searched as text: any earlier line that mentions the name answers for it.
 TEST_F(ModuleFilesTest, FirstMentionAnswersForAName) {
   std::ifstream map("/proc/self/maps");
   std::string line;
@@ -192,8 +192,11 @@ TEST_F(ModuleFilesTest, FirstMentionAnswersForAName) {
   EXPECT_EQ(mappedPath(first.substr(1).c_str()), first);
 }
 
+/// Without a directory: the process that the test starts ends where it would not be cleaned up.
+class SearchedModuleTest : public UnboundTest {};
+
 // The loader's search path is read when a process starts, so the load happens in one that was started with it.
-TEST_F(ModuleFilesTest, BareNameIsSearchedForAndGetsItsFullPath) {
+TEST_F(SearchedModuleTest, BareNameIsSearchedForAndGetsItsFullPath) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   const std::filesystem::path searched = modules::kCallbackOtherName;
   ASSERT_EQ(setenv("LD_LIBRARY_PATH", searched.parent_path().c_str(), 1), 0);
