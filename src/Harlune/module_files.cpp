@@ -4,7 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,9 +31,12 @@ char* readAll(std::FILE* file, std::size_t& length) {
   do {
     if (capacity - length < nReadUnit) {
       capacity = 2 * capacity + nReadUnit;
-      const auto grown = static_cast<char*>(std::realloc(text, capacity));
+      const auto grown = static_cast<char*>(tryAllocate(capacity));
+      if (grown != nullptr && text != nullptr) {
+        std::memcpy(grown, text, length);
+      }
+      release(text);
       if (grown == nullptr) {
-        std::free(text);
         return nullptr;
       }
       text = grown;
@@ -74,7 +77,7 @@ char* getmodulepath(void* /*hModule*/, const char* sModule) {
   std::fclose(file);
   const std::string_view path = map == nullptr ? std::string_view() : findMappedPath({map, length}, sModule);
   char* const copy = path.data() == nullptr ? nullptr : newText(path);
-  std::free(map);
+  release(map);
   return copy;
 }
 
