@@ -7,8 +7,10 @@ import java.util.Objects;
  * One attribute of an object on a token: a type and a value. The value is an {@link Integer} (a {@code CK_ULONG}), a
  * {@link Boolean}, a {@code byte[]}, a {@link String}, or null.
  *
- * <p>In a template that goes to a token, null is a value of no bytes, and a {@code String} is written in modified UTF-8
- * with its number of characters as its length: give texts beyond ASCII as {@code byte[]} of their UTF-8 form.
+ * <p>In a template that goes to a token, null is a value of no bytes. {@link Session} and its objects write a {@code
+ * String} in UTF-8, and refuse a value whose class does not belong to the type with an {@link
+ * IllegalArgumentException}. The methods of {@link velnor.nat} write modified UTF-8 with the number of characters as
+ * its length, and look at no type.
  *
  * <p>In an attribute that was read, null means that the token did not give the value, or that the native library has no
  * conversion for the type: it converts the common types of keys, certificates and data, but not, among others, the
@@ -56,6 +58,11 @@ public final class Attribute {
      */
     public Object value() {
         return copy(value);
+    }
+
+    /** The value itself, for those that do not keep it: another copy of a key is another one to be read from memory. */
+    Object uncopiedValue() {
+        return value;
     }
 
     /**
@@ -107,6 +114,6 @@ public final class Attribute {
     public String toString() {
         String shown = value instanceof byte[] ? ((byte[]) value).length + " bytes"
                 : value instanceof String ? ((String) value).length() + " characters" : String.valueOf(value);
-        return "Attribute[" + Texts.hex(type) + ", " + shown + "]";
+        return "Attribute[" + CKA.name(type) + ", " + shown + "]";
     }
 }

@@ -26,10 +26,19 @@ public class CryptokiException extends RuntimeException {
      * @param text what went wrong; blanks at its end belong to its padding
      */
     public CryptokiException(String functionName, int code, String text) {
-        super(functionName + ": " + Texts.trim(text) + " (" + Texts.hex(code) + ")");
+        super(functionName + ": " + Texts.trim(text) + suffix(code, Texts.trim(text)));
         this.functionName = functionName;
         this.code = code;
         this.rawText = text;
+    }
+
+    /** The library's own texts travel with a code that says nothing about them. */
+    private static String suffix(int code, String text) {
+        if (code == CKR.GENERAL_ERROR && !text.equals("GENERAL ERROR")) {
+            return "";
+        }
+        String name = CKR.name(code);
+        return name.endsWith(Texts.hex(code)) ? " (" + name + ")" : " (" + name + ", " + Texts.hex(code) + ")";
     }
 
     /**
@@ -49,6 +58,15 @@ public class CryptokiException extends RuntimeException {
      */
     public int code() {
         return code;
+    }
+
+    /**
+     * Tells the name of the PKCS#11 return value.
+     *
+     * @return the name, such as {@code CKR_PIN_INCORRECT}; see {@link CKR#name(int)} for codes without one
+     */
+    public String codeName() {
+        return CKR.name(code);
     }
 
     /**

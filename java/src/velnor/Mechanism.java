@@ -5,7 +5,8 @@ package velnor;
  *
  * <p>The native library passes a parameter on for the mechanisms that the classes of {@link velnor.params} name, and an
  * initialisation vector of 8 bytes for the block ciphers of that block size in CBC mode. <strong>For every other
- * mechanism, all of AES among them, it ignores the parameter</strong> and the token gets none.
+ * mechanism, all of AES among them, it has no way to pass a parameter on.</strong> {@link Session} refuses a mechanism
+ * whose parameter would be dropped or misread; the methods of {@link velnor.nat} do not look.
  */
 public final class Mechanism {
     private final int mechanism;
@@ -24,9 +25,9 @@ public final class Mechanism {
      * Makes a mechanism.
      *
      * @param mechanism the mechanism type ({@code CKM_})
-     * @param parameter a {@code byte[]} of at least 8 bytes for the initialisation vector (copied; a longer one is
-     *        cut), an object of the class that belongs to the mechanism, or null. An object of another class is
-     *        undefined behaviour in native code.
+     * @param parameter a {@code byte[]} of 8 bytes for the initialisation vector (copied), an object of the class that
+     *        belongs to the mechanism, or null. In {@link velnor.nat} a longer vector is cut, and an object of another
+     *        class is undefined behaviour.
      */
     public Mechanism(int mechanism, Object parameter) {
         this.mechanism = mechanism;
@@ -54,7 +55,7 @@ public final class Mechanism {
     /** The mechanism and the kind of its parameter, whose content may be secret. */
     @Override
     public String toString() {
-        return "Mechanism[" + Texts.hex(mechanism)
+        return "Mechanism[" + CKM.name(mechanism)
                 + (parameter == null ? "]" : ", " + parameter.getClass().getSimpleName() + "]");
     }
 }

@@ -113,7 +113,7 @@ class InformationTest {
         assertRefused("J_GetMechanismList", 3, "SLOT ID INVALID", () -> new NativeSlot(-1).J_GetMechanismList());
         CryptokiException refused =
                 assertThrows(CryptokiException.class, () -> new NativeSlot(-1).J_OpenSession(Ck.CKF_SERIAL_SESSION));
-        assertEquals("J_OpenSession: SLOT ID INVALID (0x3)", refused.getMessage());
+        assertEquals("J_OpenSession: SLOT ID INVALID (CKR_SLOT_ID_INVALID, 0x3)", refused.getMessage());
     }
 
     @Test

@@ -50,14 +50,24 @@ class ValuesTest {
     @Test
     void anExceptionReadsWellAndKeepsWhatItWasGiven() {
         CryptokiException refused = new CryptokiException("J_Login", 0xA0, "PIN INCORRECT         ");
-        assertEquals("J_Login: PIN INCORRECT (0xA0)", refused.getMessage());
+        assertEquals("J_Login: PIN INCORRECT (CKR_PIN_INCORRECT, 0xA0)", refused.getMessage());
+        assertEquals("CKR_PIN_INCORRECT", refused.codeName());
         assertEquals("PIN INCORRECT", refused.text());
         assertEquals("PIN INCORRECT         ", refused.rawText());
 
         CryptokiException vendors = new CryptokiException("J_Sign", 0x80000001, "VENDOR DEFINED");
         assertEquals(0x80000001, vendors.code());
         assertEquals(0x80000001L, vendors.returnValue());
-        assertEquals("J_Sign: VENDOR DEFINED (0x80000001)", vendors.getMessage());
+        assertEquals("J_Sign: VENDOR DEFINED (CKR_VENDOR_DEFINED+0x1, 0x80000001)", vendors.getMessage());
+        assertEquals("J_Sign: NO ERROR DESC FOUND (CKR 0x4D2)",
+                new CryptokiException("J_Sign", 0x4D2, "NO ERROR DESC FOUND").getMessage());
+    }
+
+    @Test
+    void theLibrarysOwnTextsStandAlone() {
+        assertEquals("J_Sign: Data is NULL", new CryptokiException("J_Sign", 5, "Data is NULL").getMessage());
+        assertEquals("J_Sign: GENERAL ERROR (CKR_GENERAL_ERROR, 0x5)",
+                new CryptokiException("J_Sign", 5, "GENERAL ERROR        ").getMessage());
     }
 
     @Test
@@ -106,8 +116,8 @@ class ValuesTest {
         String shown = new CryptokiObject(0xB01, new Attribute[] {
             new Attribute(0x11, new byte[] {83, 69, 67}), new Attribute(0x11, "SECRET"),
             new Attribute(0, 4)}).toString();
-        assertEquals("CryptokiObject[0xB01, [Attribute[0x11, 3 bytes], Attribute[0x11, 6 characters], "
-                + "Attribute[0x0, 4]]]", shown);
+        assertEquals("CryptokiObject[0xB01, [Attribute[CKA_VALUE, 3 bytes], Attribute[CKA_VALUE, 6 characters], "
+                + "Attribute[CKA_CLASS, 4]]]", shown);
         assertFalse(new Mechanism(0x133, new byte[] {77, 77, 77, 77, 77, 77, 77, 77}).toString().contains("77"));
     }
 
