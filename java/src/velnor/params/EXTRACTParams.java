@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_EXTRACT_KEY_FROM_KEY}. */
-public final class EXTRACTParams {
+public final class EXTRACTParams implements MechanismParams {
     private final int parameter;
 
     /**

@@ -4,7 +4,7 @@ package velnor.params;
  * The data of {@code CKM_CONCATENATE_BASE_AND_DATA}, {@code CKM_CONCATENATE_DATA_AND_BASE} and
  * {@code CKM_XOR_BASE_AND_DATA}.
  */
-public final class KEYDERIVATIONSTRINGDATA {
+public final class KEYDERIVATIONSTRINGDATA implements MechanismParams {
     private final byte[] data;
 
     /**
@@ -14,5 +14,10 @@ public final class KEYDERIVATIONSTRINGDATA {
      */
     public KEYDERIVATIONSTRINGDATA(byte[] data) {
         this.data = Arrays.copy(data);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("data", data, 0);
     }
 }

@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_KEY_WRAP_SET_OAEP}. */
-public final class KEYWRAPSETOAEPParams {
+public final class KEYWRAPSETOAEPParams implements MechanismParams {
     private final byte m_bBC;
     private final byte[] m_xData;
 
@@ -14,5 +14,10 @@ public final class KEYWRAPSETOAEPParams {
     public KEYWRAPSETOAEPParams(byte blockContents, byte[] xData) {
         m_bBC = blockContents;
         m_xData = Arrays.copy(xData);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("xData", m_xData, 0);
     }
 }

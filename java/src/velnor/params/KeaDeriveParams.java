@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_KEA_KEY_DERIVE}. */
-public final class KeaDeriveParams {
+public final class KeaDeriveParams implements MechanismParams {
     private final Boolean isSender;
     private final byte[] randomA;
     private final byte[] randomB;
@@ -20,5 +20,12 @@ public final class KeaDeriveParams {
         this.randomA = Arrays.copy(randomA);
         this.randomB = Arrays.copy(randomB);
         this.publicData = Arrays.copy(publicData);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("randomA", randomA, 0);
+        Arrays.check("randomB", randomB, randomA.length);
+        Arrays.check("publicData", publicData, 0);
     }
 }

@@ -4,7 +4,7 @@ package velnor.params;
  * The length of a MAC: the {@code _MAC_GENERAL} and {@code _HMAC_GENERAL} mechanisms of DES, DES3, CDMF, MD2, MD5,
  * SHA-1, RIPEMD, CAST and IDEA, and the SSL 3 MACs.
  */
-public final class MACGENERALParams {
+public final class MACGENERALParams implements MechanismParams {
     private final int m_parameter;
 
     /**

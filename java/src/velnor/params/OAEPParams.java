@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_RSA_PKCS_OAEP}. */
-public final class OAEPParams {
+public final class OAEPParams implements MechanismParams {
     private final int m_hashAlg;
     private final int m_mgf;
     private final int m_source;

@@ -6,7 +6,7 @@ package velnor.params;
  * <p>The token is given characters as 16-bit units, low byte first, but within a length that counts characters: of a
  * password of n characters it sees the first n bytes of that form.
  */
-public final class PBEParams {
+public final class PBEParams implements MechanismParams {
     private final char[] m_initVector;
     private final char[] m_password;
     private final char[] m_salt;
@@ -25,5 +25,14 @@ public final class PBEParams {
         m_password = Arrays.copy(password);
         m_salt = Arrays.copy(salt);
         m_iteration = iteration;
+    }
+
+    @Override
+    public void check() {
+        if (m_initVector != null) {
+            Arrays.check("initVector", m_initVector, 8);
+        }
+        Arrays.check("password", m_password, 0);
+        Arrays.check("salt", m_salt, 0);
     }
 }

@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_RC2_CBC} and {@code CKM_RC2_CBC_PAD}. */
-public final class RC2CBCParams {
+public final class RC2CBCParams implements MechanismParams {
     private final int m_effectiveBits;
     private final byte[] m_iv;
 
@@ -14,5 +14,10 @@ public final class RC2CBCParams {
     public RC2CBCParams(int effectiveBits, byte[] iv) {
         m_effectiveBits = effectiveBits;
         m_iv = Arrays.copy(iv);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("iv", m_iv, 8);
     }
 }

@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_RC2_MAC_GENERAL}. */
-public final class RC2MACGENERALParams {
+public final class RC2MACGENERALParams implements MechanismParams {
     private final int m_effectiveBits;
     private final int m_macLength;
 

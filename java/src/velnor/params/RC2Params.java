@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The strength of an RC2 key: {@code CKM_RC2_ECB} and {@code CKM_RC2_MAC}. */
-public final class RC2Params {
+public final class RC2Params implements MechanismParams {
     private final int parameter;
 
     /**

@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_RC5_CBC} and {@code CKM_RC5_CBC_PAD}. */
-public final class RC5CBCParams {
+public final class RC5CBCParams implements MechanismParams {
     private final int m_wordSize;
     private final int m_rounds;
     private final byte[] m_iv;
@@ -17,5 +17,10 @@ public final class RC5CBCParams {
         m_wordSize = wordSize;
         m_rounds = rounds;
         m_iv = Arrays.copy(iv);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("iv", m_iv, 0);
     }
 }

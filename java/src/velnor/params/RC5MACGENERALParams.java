@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_RC5_MAC_GENERAL}. */
-public final class RC5MACGENERALParams {
+public final class RC5MACGENERALParams implements MechanismParams {
     private final int m_wordSize;
     private final int m_rounds;
     private final int m_macLength;

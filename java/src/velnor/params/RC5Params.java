@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_RC5_ECB} and {@code CKM_RC5_MAC}. */
-public final class RC5Params {
+public final class RC5Params implements MechanismParams {
     private final int m_wordSize;
     private final int m_rounds;
 

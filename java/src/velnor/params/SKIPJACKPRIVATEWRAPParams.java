@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_SKIPJACK_PRIVATE_WRAP}. */
-public final class SKIPJACKPRIVATEWRAPParams {
+public final class SKIPJACKPRIVATEWRAPParams implements MechanismParams {
     private final byte[] m_password;
     private final byte[] m_publicData;
     private final byte[] m_randomA;
@@ -27,5 +27,15 @@ public final class SKIPJACKPRIVATEWRAPParams {
         m_primeP = Arrays.copy(primeP);
         m_baseG = Arrays.copy(baseG);
         m_subPrimeQ = Arrays.copy(subPrimeQ);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("password", m_password, 0);
+        Arrays.check("publicData", m_publicData, 0);
+        Arrays.check("randomA", m_randomA, 0);
+        Arrays.check("subPrimeQ", m_subPrimeQ, 0);
+        Arrays.check("baseG", m_baseG, 0);
+        Arrays.check("primeP", m_primeP, m_baseG.length);
     }
 }

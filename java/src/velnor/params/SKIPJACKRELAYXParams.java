@@ -1,7 +1,7 @@
 package velnor.params;
 
 /** The parameter of {@code CKM_SKIPJACK_RELAYX}. */
-public final class SKIPJACKRELAYXParams {
+public final class SKIPJACKRELAYXParams implements MechanismParams {
     private final byte[] m_oldWrappedX;
     private final byte[] m_oldPassword;
     private final byte[] m_oldPublicData;
@@ -30,5 +30,16 @@ public final class SKIPJACKRELAYXParams {
         m_newPassword = Arrays.copy(newPassword);
         m_newPublicData = Arrays.copy(newPublicData);
         m_newRandomA = Arrays.copy(newRandomA);
+    }
+
+    @Override
+    public void check() {
+        Arrays.check("oldWrappedX", m_oldWrappedX, 0);
+        Arrays.check("oldPassword", m_oldPassword, 0);
+        Arrays.check("oldPublicData", m_oldPublicData, 0);
+        Arrays.check("oldRandomA", m_oldRandomA, 0);
+        Arrays.check("newPassword", m_newPassword, 0);
+        Arrays.check("newPublicData", m_newPublicData, 0);
+        Arrays.check("newRandomA", m_newRandomA, 0);
     }
 }

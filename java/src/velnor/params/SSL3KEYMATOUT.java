@@ -34,4 +34,13 @@ public final class SSL3KEYMATOUT implements Pkcs11SSL3KEYMATOUT {
         this.ivClient = Arrays.copy(ivClient);
         this.ivServer = Arrays.copy(ivServer);
     }
+
+    void check() {
+        if (ivClient != null) {
+            Arrays.check("ivClient", ivClient, 8);
+        }
+        if (ivServer != null) {
+            Arrays.check("ivServer", ivServer, 8);
+        }
+    }
 }

@@ -1,5 +1,7 @@
 package velnor.params;
 
+import java.util.Objects;
+
 import quadrel.Pkcs11SSL3KEYMATOUT;
 import quadrel.Pkcs11SSL3RANDOMDATA;
 
@@ -8,7 +10,7 @@ import quadrel.Pkcs11SSL3RANDOMDATA;
  *
  * <p><strong>Of the random data only the lengths reach the token</strong>; in place of the bytes it is given zeroes.
  */
-public final class SSL3KEYMATParams {
+public final class SSL3KEYMATParams implements MechanismParams {
     private final Pkcs11SSL3KEYMATOUT returnedKeyMaterial;
     private final Pkcs11SSL3RANDOMDATA randomInfo;
     private final Boolean isExport;
@@ -34,5 +36,13 @@ public final class SSL3KEYMATParams {
         this.keySizeInBits = keySizeInBits;
         this.macSizeInBits = macSizeInBits;
         this.ivSizeInBits = ivSizeInBits;
+    }
+
+    @Override
+    public void check() {
+        Objects.requireNonNull(returnedKeyMaterial, "returnedKeyMaterial");
+        Objects.requireNonNull(randomInfo, "randomInfo");
+        ((SSL3KEYMATOUT) returnedKeyMaterial).check();
+        ((SSL3RANDOMDATA) randomInfo).check();
     }
 }

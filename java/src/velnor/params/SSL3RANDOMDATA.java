@@ -25,4 +25,9 @@ public final class SSL3RANDOMDATA implements Pkcs11SSL3RANDOMDATA {
         this.clientRandom = Arrays.copy(clientRandom);
         this.serverRandom = Arrays.copy(serverRandom);
     }
+
+    void check() {
+        Arrays.check("clientRandom", clientRandom, 0);
+        Arrays.check("serverRandom", serverRandom, 0);
+    }
 }

@@ -1,0 +1,166 @@
+package velnor;
+
+import java.nio.charset.StandardCharsets;
+import java.util.ArrayList;
+import java.util.Collections;
+import java.util.List;
+import java.util.Objects;
+import java.util.OptionalInt;
+
+/**
+ * An object on a token: a key, a certificate, data. It knows the session that found or made it and works through it;
+ * other sessions with the same token may use it as a key as long as that session is open.
+ *
+ * <p>Some modules give a private object another handle after each login: search anew then.
+ */
+public final class TokenObject {
+    private final Session session;
+    private final long handle;
+
+    TokenObject(Session session, long handle) {
+        this.session = session;
+        this.handle = handle;
+    }
+
+    /**
+     * Tells the session through which the object is reached.
+     *
+     * @return the session
+     */
+    public Session session() {
+        return session;
+    }
+
+    /**
+     * Tells the object's handle.
+     *
+     * @return all 64 bits of the module's handle
+     */
+    public long handle() {
+        return handle;
+    }
+
+    /**
+     * Reads one attribute. Numbers, booleans and bytes come with their value; the native library has no conversion for
+     * some types (see {@link Attribute}), whose value is then null, and reads at most 2048 bytes.
+     *
+     * @param type the attribute type ({@code CKA_})
+     * @return the attribute
+     * @throws CryptokiException when the object does not have it or does not give it away
+     */
+    public Attribute attribute(int type) {
+        return session.call(nat -> nat.J_GetAttributeValue(handle, type));
+    }
+
+    /**
+     * Reads what can be read of some attributes.
+     *
+     * @param types the attribute types ({@code CKA_})
+     * @return an attribute for each type, in this order; its value is null where the object does not have the
+     *         attribute or does not give it away
+     * @throws CryptokiException when the token refuses for another reason
+     */
+    public List<Attribute> attributes(int... types) {
+        List<Attribute> attributes = new ArrayList<>(types.length);
+        for (int type : types) {
+            attributes.add(attributeIfReadable(type));
+        }
+        return Collections.unmodifiableList(attributes);
+    }
+
+    private Attribute attributeIfReadable(int type) {
+        try {
+            return attribute(type);
+        } catch (CryptokiException e) {
+            if (e.code() == CKR.ATTRIBUTE_TYPE_INVALID || e.code() == CKR.ATTRIBUTE_SENSITIVE) {
+                return new Attribute(type, null);
+            }
+            throw e;
+        }
+    }
+
+    /**
+     * Tells what kind of object this is.
+     *
+     * @return the object class ({@code CKO_})
+     */
+    public int objectClass() {
+        return attribute(CKA.CLASS).intValue();
+    }
+
+    /**
+     * Tells the object's label.
+     *
+     * @return the label, empty when there is none
+     */
+    public String label() {
+        return new String(bytes(CKA.LABEL), StandardCharsets.UTF_8);
+    }
+
+    /**
+     * Tells the ID that a key pair and its certificate have in common.
+     *
+     * @return the ID, empty when there is none
+     */
+    public byte[] id() {
+        return bytes(CKA.ID);
+    }
+
+    private byte[] bytes(int type) {
+        Object value = attributeIfReadable(type).value();
+        return value == null ? new byte[0] : (byte[]) value;
+    }
+
+    /**
+     * Changes attributes.
+     *
+     * @param attributes what is to be different
+     * @throws CryptokiException when the token refuses, then perhaps after some were changed
+     */
+    public void set(Attribute... attributes) {
+        Attribute[] template = Templates.checked(attributes);
+        session.run(nat -> nat.J_SetAttributeValue(handle, template));
+    }
+
+    /**
+     * Makes a copy.
+     *
+     * @param attributes what is to be different in the copy
+     * @return the copy
+     */
+    public TokenObject copy(Attribute... attributes) {
+        Attribute[] template = Templates.checked(attributes);
+        return new TokenObject(session, session.call(nat -> nat.J_CopyObject(handle, template)));
+    }
+
+    /** Destroys the object on the token. */
+    public void destroy() {
+        session.run(nat -> nat.J_DestroyObject(handle));
+    }
+
+    /**
+     * Tells how much memory the object takes on the token.
+     *
+     * @return the number of bytes, or empty when the token does not tell
+     */
+    public OptionalInt size() {
+        int size = session.call(nat -> nat.J_GetObjectSize(handle));
+        return size == -1 ? OptionalInt.empty() : OptionalInt.of(size);
+    }
+
+    @Override
+    public boolean equals(Object other) {
+        return other instanceof TokenObject && handle == ((TokenObject) other).handle
+                && session.slot().equals(((TokenObject) other).session.slot());
+    }
+
+    @Override
+    public int hashCode() {
+        return Objects.hash(session.slot(), handle);
+    }
+
+    @Override
+    public String toString() {
+        return "TokenObject[" + Long.toUnsignedString(handle) + " in " + session + "]";
+    }
+}
