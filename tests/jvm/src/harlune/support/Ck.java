@@ -13,16 +13,24 @@ public final class Ck {
     public static final int CKF_TOKEN_INITIALIZED = 0x400;
     public static final int CKF_DIGEST = 0x400;
     public static final int CKF_SIGN = 0x800;
+    public static final int CKF_SIGN_RECOVER = 0x1000;
     public static final int CKF_VERIFY = 0x2000;
+    public static final int CKF_VERIFY_RECOVER = 0x4000;
     public static final int CKF_GENERATE = 0x8000;
+    public static final int CKF_GENERATE_KEY_PAIR = 0x10000;
+    public static final int CKF_WRAP = 0x20000;
+    public static final int CKF_UNWRAP = 0x40000;
+    public static final int CKF_DERIVE = 0x80000;
 
     public static final byte CKU_SO = 0;
     public static final byte CKU_USER = 1;
+    public static final byte CKU_CONTEXT_SPECIFIC = 2;
 
     public static final int CKS_RW_PUBLIC_SESSION = 2;
     public static final int CKS_RW_USER_FUNCTIONS = 3;
 
     public static final int CKO_DATA = 0;
+    public static final int CKO_CERTIFICATE = 1;
     public static final int CKO_PUBLIC_KEY = 2;
     public static final int CKO_PRIVATE_KEY = 3;
     public static final int CKO_SECRET_KEY = 4;
@@ -64,6 +72,7 @@ public final class Ck {
     public static final int CKA_EXTRACTABLE = 0x162;
     public static final int CKA_EC_PARAMS = 0x180;
     public static final int CKA_EC_POINT = 0x181;
+    public static final int CKA_ALWAYS_AUTHENTICATE = 0x202;
 
     public static final int CKM_RSA_PKCS_KEY_PAIR_GEN = 0x0;
     public static final int CKM_RSA_PKCS = 0x1;
@@ -79,6 +88,7 @@ public final class Ck {
     public static final int CKM_SHA_1 = 0x220;
     public static final int CKM_SHA_1_HMAC = 0x221;
     public static final int CKM_SHA256 = 0x250;
+    public static final int CKM_SHA256_HMAC = 0x251;
     public static final int CKM_SHA224 = 0x255;
     public static final int CKM_SHA384 = 0x260;
     public static final int CKM_SHA512 = 0x270;
@@ -128,6 +138,7 @@ public final class Ck {
     public static final int CKR_SIGNATURE_INVALID = 0xC0;
     public static final int CKR_SIGNATURE_LEN_RANGE = 0xC1;
     public static final int CKR_TEMPLATE_INCOMPLETE = 0xD0;
+    public static final int CKR_TOKEN_NOT_PRESENT = 0xE0;
     public static final int CKR_UNWRAPPING_KEY_HANDLE_INVALID = 0xF0;
     public static final int CKR_USER_ALREADY_LOGGED_IN = 0x100;
     public static final int CKR_USER_NOT_LOGGED_IN = 0x101;

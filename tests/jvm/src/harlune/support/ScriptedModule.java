@@ -4,6 +4,7 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 
 import com.sun.jna.Library;
 import com.sun.jna.Native;
+import com.sun.jna.NativeLong;
 
 import java.util.List;
 
@@ -43,6 +44,21 @@ public final class ScriptedModule {
         return CONTROL.scripted_unused().lines().toList();
     }
 
+    /** Lets calls that were answered with {@code block} go on. */
+    public static void release() {
+        CONTROL.scripted_release();
+    }
+
+    /** How many calls wait in {@code block}. */
+    public static int blocked() {
+        return CONTROL.scripted_blocked();
+    }
+
+    /** Makes the n-th call from now on, counted from 1, answer this code; 0 cancels. */
+    public static void failCall(int n, int code) {
+        CONTROL.scripted_fail_call(new NativeLong(n), new NativeLong(Integer.toUnsignedLong(code)));
+    }
+
     /** The control functions that the module exports beside PKCS#11. */
     interface Control extends Library {
         void scripted_reset();
@@ -56,5 +72,11 @@ public final class ScriptedModule {
         String scripted_journal();
 
         void scripted_clear_journal();
+
+        void scripted_release();
+
+        int scripted_blocked();
+
+        void scripted_fail_call(NativeLong n, NativeLong code);
     }
 }

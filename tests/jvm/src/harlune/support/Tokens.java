@@ -9,7 +9,8 @@ import velnor.nat.NativeSlot;
 public final class Tokens {
     public static final String MODULE = environment("P11_MODULE");
     public static final String LABEL = environment("TOKEN_LABEL");
-    public static final String OTHER_LABEL = environment("OTHER_TOKEN_LABEL");
+    /** Null where there is but one token. */
+    public static final String OTHER_LABEL = System.getenv("OTHER_TOKEN_LABEL");
     public static final String PIN = environment("TOKEN_PIN");
     public static final String SO_PIN = environment("TOKEN_SO_PIN");
 

@@ -4,7 +4,7 @@ import java.util.Arrays;
 import java.util.Random;
 
 /** Byte arrays to work on. */
-final class Bytes {
+public final class Bytes {
     /** What {@link #around} and {@link #blank} fill arrays with, so that a stray write shows. */
     private static final byte FILL = 0x5A;
 
@@ -12,24 +12,24 @@ final class Bytes {
     }
 
     /** Bytes without a pattern, the same in each run. */
-    static byte[] bytes(int length) {
+    public static byte[] bytes(int length) {
         byte[] bytes = new byte[length];
         new Random(length).nextBytes(bytes);
         return bytes;
     }
 
-    static byte[] blank(int length) {
+    public static byte[] blank(int length) {
         byte[] bytes = new byte[length];
         Arrays.fill(bytes, FILL);
         return bytes;
     }
 
     /** The bytes with others in front of them and behind. */
-    static byte[] around(int before, byte[] bytes, int after) {
+    public static byte[] around(int before, byte[] bytes, int after) {
         return joined(blank(before), bytes, blank(after));
     }
 
-    static byte[] joined(byte[]... parts) {
+    public static byte[] joined(byte[]... parts) {
         byte[] all = new byte[Arrays.stream(parts).mapToInt(part -> part.length).sum()];
         int at = 0;
         for (byte[] part : parts) {
@@ -39,11 +39,11 @@ final class Bytes {
         return all;
     }
 
-    static byte[] first(byte[] bytes, int length) {
+    public static byte[] first(byte[] bytes, int length) {
         return Arrays.copyOf(bytes, length);
     }
 
-    static byte[] from(byte[] bytes, int begin) {
+    public static byte[] from(byte[] bytes, int begin) {
         return Arrays.copyOfRange(bytes, begin, bytes.length);
     }
 }

@@ -13,11 +13,11 @@ import velnor.Attribute;
 import velnor.nat.NativeSession;
 
 /** An RSA key pair of the JDK that a token can be given, so that one side checks what the other one does. */
-final class RsaKeys {
-    final RSAPublicKey publicKey;
-    final RSAPrivateCrtKey privateKey;
+public final class RsaKeys {
+    public final RSAPublicKey publicKey;
+    public final RSAPrivateCrtKey privateKey;
 
-    RsaKeys() throws GeneralSecurityException {
+    public RsaKeys() throws GeneralSecurityException {
         KeyPairGenerator generator = KeyPairGenerator.getInstance("RSA");
         generator.initialize(2048);
         KeyPair pair = generator.generateKeyPair();
@@ -25,8 +25,16 @@ final class RsaKeys {
         privateKey = (RSAPrivateCrtKey) pair.getPrivate();
     }
 
-    long createPublicKey(NativeSession session) {
-        return session.J_CreateObject(new Attribute[] {
+    public long createPublicKey(NativeSession session) {
+        return session.J_CreateObject(publicTemplate());
+    }
+
+    public long createPrivateKey(NativeSession session) {
+        return session.J_CreateObject(privateTemplate());
+    }
+
+    public Attribute[] publicTemplate() {
+        return new Attribute[] {
             new Attribute(CKA_CLASS, CKO_PUBLIC_KEY),
             new Attribute(CKA_KEY_TYPE, CKK_RSA),
             new Attribute(CKA_TOKEN, false),
@@ -37,11 +45,11 @@ final class RsaKeys {
             new Attribute(CKA_WRAP, true),
             new Attribute(CKA_MODULUS, magnitude(publicKey.getModulus())),
             new Attribute(CKA_PUBLIC_EXPONENT, magnitude(publicKey.getPublicExponent())),
-        });
+        };
     }
 
-    long createPrivateKey(NativeSession session) {
-        return session.J_CreateObject(new Attribute[] {
+    public Attribute[] privateTemplate() {
+        return new Attribute[] {
             new Attribute(CKA_CLASS, CKO_PRIVATE_KEY),
             new Attribute(CKA_KEY_TYPE, CKK_RSA),
             new Attribute(CKA_TOKEN, false),
@@ -61,7 +69,7 @@ final class RsaKeys {
             new Attribute(CKA_EXPONENT_1, magnitude(privateKey.getPrimeExponentP())),
             new Attribute(CKA_EXPONENT_2, magnitude(privateKey.getPrimeExponentQ())),
             new Attribute(CKA_COEFFICIENT, magnitude(privateKey.getCrtCoefficient())),
-        });
+        };
     }
 
     private static byte[] magnitude(BigInteger number) {

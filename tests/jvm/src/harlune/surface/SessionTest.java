@@ -1,0 +1,366 @@
+package harlune.surface;
+
+import static harlune.support.Refusal.assertRefused;
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import harlune.support.ScriptedModule;
+
+import java.nio.charset.StandardCharsets;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.ValueSource;
+
+import velnor.Attribute;
+import velnor.CKA;
+import velnor.CKM;
+import velnor.CKO;
+import velnor.CKR;
+import velnor.Cryptoki;
+import velnor.CryptokiException;
+import velnor.Mechanism;
+import velnor.Session;
+import velnor.TokenKeyPair;
+import velnor.TokenObject;
+import velnor.TokenSlot;
+import velnor.UserType;
+import velnor.params.EXTRACTParams;
+import velnor.params.SSL3KEYMATOUT;
+import velnor.params.SSL3KEYMATParams;
+import velnor.params.SSL3RANDOMDATA;
+
+/** A session's work beside cryptography: what the module is asked, what comes back, and what never gets that far. */
+class SessionTest {
+    private static final Mechanism GENERATE = new Mechanism(CKM.AES_KEY_GEN);
+    private static final Mechanism EXTRACT = new Mechanism(CKM.EXTRACT_KEY_FROM_KEY, new EXTRACTParams(3));
+    private static final Attribute LABEL = new Attribute(CKA.LABEL, "new");
+
+    private Cryptoki cryptoki;
+    private TokenSlot slot;
+    private Session session;
+    private TokenObject key;
+
+    @BeforeEach
+    void open() {
+        cryptoki = Surface.scripted();
+        slot = cryptoki.slotsWithToken().get(0);
+        session = slot.openSession();
+        key = session.object(0xB01);
+        ScriptedModule.clearJournal();
+    }
+
+    @AfterEach
+    void close() {
+        cryptoki.close();
+        assertEquals(List.of(), ScriptedModule.unused());
+    }
+
+    private static void assertJournal(String... lines) {
+        assertEquals(List.of(lines), ScriptedModule.journal());
+    }
+
+    private static byte[] bytes(String text) {
+        return text.getBytes(StandardCharsets.US_ASCII);
+    }
+
+    @Test
+    void randomBytesFillWhatWasAskedFor() {
+        assertArrayEquals(bytes("RANDOMRA"), session.random(8));
+        byte[] array = bytes("..........");
+        session.random(array, 2, 3);
+        assertArrayEquals(bytes("..RAN....."), array);
+        assertJournal("C_GenerateRandom session=0x5E51 buffer=non-null length=8 -> CKR_OK",
+                "C_GenerateRandom session=0x5E51 buffer=non-null length=3 -> CKR_OK");
+    }
+
+    @Test
+    void randomBytesAreMadeInParts() {
+        byte[] random = session.random(0x20001);
+        assertArrayEquals(bytes("DOMRANDRANDOM"), Arrays.copyOfRange(random, 0xFFF9, 0x10006));
+        assertEquals('R', random[0x20000]);
+        String call = "C_GenerateRandom session=0x5E51 buffer=non-null length=";
+        assertJournal(call + "65536 -> CKR_OK", call + "65536 -> CKR_OK", call + "1 -> CKR_OK");
+        ScriptedModule.clearJournal();
+        assertEquals(0, session.random(0).length);
+        assertJournal();
+    }
+
+    @Test
+    void aSeedThatIsRefusedIsTold() {
+        session.seedRandom(bytes("seed"));
+        ScriptedModule.answer("C_SeedRandom CKR_RANDOM_SEED_NOT_SUPPORTED");
+        assertRefused("J_SeedRandom", CKR.RANDOM_SEED_NOT_SUPPORTED, "RANDOM SEED NOT SUPPORTED",
+                () -> session.seedRandom(bytes("seed")));
+        assertJournal("C_SeedRandom session=0x5E51 seed=\"seed\" -> CKR_OK",
+                "C_GenerateRandom session=0x5E51 buffer=non-null length=1 -> CKR_OK",
+                "C_SeedRandom session=0x5E51 seed=\"seed\" -> CKR_RANDOM_SEED_NOT_SUPPORTED");
+    }
+
+    @ParameterizedTest
+    @CsvSource({"-1, 1", "0, -1", "0, 9", "9, 0", "8, 1", "1, 8", "2147483647, 1", "1, 2147483647"})
+    void rangesLieWithinTheirArrays(int off, int len) {
+        assertThrows(IndexOutOfBoundsException.class, () -> session.random(new byte[8], off, len));
+        assertThrows(IndexOutOfBoundsException.class,
+                () -> session.unwrapKey(GENERATE, key, new byte[8], off, len, LABEL));
+        assertJournal();
+    }
+
+    @Test
+    void nothingMissingReachesTheModule() {
+        Attribute[] none = {};
+        for (Runnable call : List.<Runnable>of(() -> session.random(null, 0, 0), () -> session.seedRandom(null),
+                () -> session.login(null), () -> session.login(null, "1234"), () -> session.loginIfNeeded(null),
+                () -> session.initPIN(null), () -> session.setPIN(null, "1234"), () -> session.setPIN("1234", null),
+                () -> session.wrapKey(GENERATE, null, key), () -> session.wrapKey(GENERATE, key, null),
+                () -> session.unwrapKey(GENERATE, null, new byte[1]), () -> session.unwrapKey(GENERATE, key, null),
+                () -> session.deriveKey(GENERATE, null), () -> session.setOperationState(null),
+                () -> session.generateKey(null), () -> session.generateKeyPair(null, none, none),
+                () -> key.attributes((int[]) null), () -> key.set((Attribute[]) null),
+                () -> key.copy((Attribute[]) null), () -> slot.initToken(null, "label"),
+                () -> slot.initToken("12345678", null), () -> cryptoki.tokenByLabel(null))) {
+            assertThrows(NullPointerException.class, call::run);
+        }
+        assertThrows(IllegalArgumentException.class, () -> session.random(-1));
+        assertJournal();
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"", "zero\0inside", "key \uD83D\uDD11"})
+    void aPinThatNativeCodeWouldChangeIsRefused(String pin) {
+        for (Runnable call : List.<Runnable>of(() -> session.login(pin), () -> session.initPIN(pin),
+                () -> session.loginIfNeeded(pin), () -> session.setPIN(pin, "1234"), () -> session.setPIN("1234", pin),
+                () -> slot.initToken(pin, "label"))) {
+            IllegalArgumentException e = assertThrows(IllegalArgumentException.class, call::run);
+            assertFalse(e.getMessage().contains("inside") || e.getMessage().contains("key"), e.getMessage());
+        }
+        assertThrows(IllegalArgumentException.class, () -> slot.initToken("1234", "\0"));
+        assertThrows(IllegalArgumentException.class, () -> slot.initToken("1234", "\u20AC".repeat(11)));
+        assertJournal();
+    }
+
+    @Test
+    void aLoginThatHoldsIsNoFailureWhereItIsNotWanted() {
+        assertTrue(session.loginIfNeeded("1234"));
+        assertFalse(session.loginIfNeeded("wrong, and not looked at"));
+        assertRefused("J_Login", CKR.USER_ALREADY_LOGGED_IN, "USER ALREADY LOGGED IN", () -> session.login("1234"));
+        session.logout();
+        assertRefused("J_Login", CKR.PIN_INCORRECT, "PIN INCORRECT", () -> session.loginIfNeeded("9999"));
+        session.login(UserType.SECURITY_OFFICER, "87654321");
+        assertThrows(CryptokiException.class, () -> session.loginIfNeeded("1234"));
+        session.initPIN("2222");
+        session.logout();
+        session.login("2222");
+        session.setPIN("2222", "3333");
+        session.logout();
+        session.login("3333");
+    }
+
+    @Test
+    void keysAreGenerated() {
+        ScriptedModule.answer("C_GenerateKeyPair CKR_OK handle=0x7F0000000021 private=0x7F0000000022");
+        TokenObject generated = session.generateKey(GENERATE, LABEL);
+        TokenKeyPair pair = session.generateKeyPair(new Mechanism(CKM.RSA_PKCS_KEY_PAIR_GEN), new Attribute[] {LABEL},
+                new Attribute[0]);
+        assertEquals(List.of(0xB06L, 0x7F0000000021L, 0x7F0000000022L),
+                List.of(generated.handle(), pair.publicKey().handle(), pair.privateKey().handle()));
+        assertJournal("C_GenerateKey session=0x5E51 mechanism=0x1080 template=[0x3 3:\"new\"] -> CKR_OK handle=0xB06",
+                "C_GenerateKeyPair session=0x5E51 mechanism=0x0 public=[0x3 3:\"new\"] private=[] "
+                        + "-> CKR_OK private=0x7F0000000022 handle=0x7F0000000021");
+    }
+
+    @Test
+    void keysTravelWrapped() {
+        byte[] wrapped = session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP), session.object(0xB02), key);
+        assertArrayEquals(bytes("WRAP:0123456789abcdef"), wrapped);
+        ScriptedModule.clearJournal();
+        byte[] within = new byte[wrapped.length + 5];
+        System.arraycopy(wrapped, 0, within, 2, wrapped.length);
+        TokenObject unwrapped = session.unwrapKey(new Mechanism(CKM.AES_KEY_WRAP), key, within, 2, wrapped.length,
+                LABEL);
+        assertArrayEquals(bytes("0123456789abcdef"), unwrapped.attribute(CKA.VALUE).bytesValue());
+        assertArrayEquals(bytes("0123456789abcdef"), session.unwrapKey(new Mechanism(CKM.AES_KEY_WRAP), key, wrapped)
+                .attribute(CKA.VALUE).bytesValue());
+        assertTrue(ScriptedModule.journal().get(0).contains(
+                "wrappedKey=\"WRAP:0123456789abcdef\" template=[0x3 3:\"new\"]"), ScriptedModule.journal()::toString);
+    }
+
+    @Test
+    void aDerivedKeyIsTheOneThatWasDerived() {
+        assertEquals(0xB06, session.deriveKey(EXTRACT, key, LABEL).handle());
+        assertArrayEquals(bytes("new"), session.object(0xB06).attribute(CKA.LABEL).bytesValue());
+    }
+
+    @Test
+    void aDerivedKeyWithBit31SetKeepsIts32Bits() {
+        ScriptedModule.answer("C_DeriveKey CKR_OK handle=0x80000001");
+        ScriptedModule.answer("C_GetAttributeValue CKR_OK");
+        assertEquals(0x80000001L, session.deriveKey(EXTRACT, key).handle());
+    }
+
+    @Test
+    void aWideHandleOfADerivedKeyIsFoundByItsLowHalf() {
+        ScriptedModule.answer("C_DeriveKey CKR_OK handle=0x7F0000000B77");
+        ScriptedModule.answer("C_FindObjects list=0x7F0000000B76,0x7F0000000B77,0xB01");
+        assertEquals(0x7F0000000B77L, session.deriveKey(EXTRACT, key).handle());
+    }
+
+    /** 0xB01 is an object of its own; that the base key's handle is wide tells that it need not be the derived one. */
+    @Test
+    void aNarrowObjectIsNotTakenForAWideOne() {
+        ScriptedModule.answer("C_DeriveKey CKR_OK handle=0x7F0000000B01");
+        ScriptedModule.answer("C_FindObjects list=0x7F0000000B01,0x7F0000000B02");
+        assertEquals(0x7F0000000B01L, session.deriveKey(EXTRACT, session.object(0x7F0000000B02L)).handle());
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"CKR_OK list=0x100000B77,0x200000B77", "CKR_OK list=0x100000B78", "CKR_DEVICE_ERROR"})
+    void aDerivedKeyThatCannotBeToldIsAFailure(String found) {
+        ScriptedModule.answer("C_DeriveKey CKR_OK handle=0x7F0000000B77");
+        ScriptedModule.answer("C_FindObjects " + found.replace("CKR_OK ", ""));
+        CryptokiException e = assertThrows(CryptokiException.class, () -> session.deriveKey(EXTRACT, key));
+        assertEquals("J_DeriveKey", e.functionName());
+        assertTrue(e.text().startsWith("the key was derived but cannot be told from others"), e.text());
+    }
+
+    @Test
+    void aDerivationThatMakesSeveralKeysIsNotOffered() {
+        SSL3RANDOMDATA random = new SSL3RANDOMDATA(new byte[32], new byte[32]);
+        Mechanism several = new Mechanism(CKM.SSL3_KEY_AND_MAC_DERIVE, new SSL3KEYMATParams(
+                new SSL3KEYMATOUT(0, 0, 0, 0, null, null), random, false, 64, 128, 0));
+        assertThrows(IllegalArgumentException.class, () -> session.deriveKey(several, key));
+        assertJournal();
+    }
+
+    @Test
+    void aRefusedDerivationLeavesNothingBehind() {
+        ScriptedModule.answer("C_DeriveKey CKR_KEY_HANDLE_INVALID");
+        assertRefused("J_DeriveKey", CKR.KEY_HANDLE_INVALID, "KEY HANDLE INVALID",
+                () -> session.deriveKey(EXTRACT, key));
+        assertEquals(0xB06, session.deriveKey(EXTRACT, key).handle());
+    }
+
+    @Test
+    void anOperationIsSavedAndGoneOnWith() {
+        assertRefused("J_GetOperationState", CKR.OPERATION_NOT_INITIALIZED, "OPERATION NOT INITIALIZED",
+                session::operationState);
+        ScriptedModule.answer("C_GetOperationState CKR_OK data=\"OPSTATE!\"");
+        ScriptedModule.answer("C_GetOperationState CKR_OK data=\"OPSTATE!\"");
+        byte[] state = session.operationState();
+        ScriptedModule.clearJournal();
+        session.setOperationState(state);
+        session.setOperationState(state, key, null);
+        session.setOperationState(state, null, key);
+        String call = "C_SetOperationState session=0x5E51 state=\"OPSTATE!\" encryptionKey=";
+        assertJournal(call + "0x0 authenticationKey=0x0 -> CKR_OK", call + "0xB01 authenticationKey=0x0 -> CKR_OK",
+                call + "0x0 authenticationKey=0xB01 -> CKR_OK");
+    }
+
+    @Test
+    void parallelFunctionsAreAThingOfThePast() {
+        String text = "FUNCTION NOT PARALLEL";
+        assertRefused("J_GetFunctionStatus", CKR.FUNCTION_NOT_PARALLEL, text, session::functionStatus);
+        assertRefused("J_CancelFunction", CKR.FUNCTION_NOT_PARALLEL, text, session::cancelFunction);
+    }
+
+    @Test
+    void objectsAreFoundAndGoneThrough() {
+        List<Long> handles = new ArrayList<>();
+        for (TokenObject object : session.find()) {
+            handles.add(object.handle());
+        }
+        assertEquals(List.of(0xB01L, 0xB02L, 0xB03L, 0xB04L, 0xB05L), handles);
+        Attribute pair = new Attribute(CKA.LABEL, "pair");
+        assertEquals(3, session.find(pair).size());
+        assertEquals(0xB02, session.findFirst(pair).orElseThrow().handle());
+        assertEquals(0xB03, session.findOne(pair, new Attribute(CKA.CLASS, CKO.PRIVATE_KEY)).handle());
+        assertTrue(session.find(LABEL).isEmpty());
+        assertTrue(session.findFirst(LABEL).isEmpty());
+        assertThrows(IllegalArgumentException.class, () -> session.findOne(LABEL));
+        assertThrows(IllegalArgumentException.class, () -> session.findOne(pair));
+        assertThrows(UnsupportedOperationException.class, () -> session.find().clear());
+    }
+
+    @Test
+    void anObjectIsReadChangedCopiedAndDestroyed() {
+        TokenObject object = session.createObject(new Attribute(CKA.CLASS, CKO.DATA), LABEL);
+        object.set(new Attribute(CKA.LABEL, "newer"), new Attribute(CKA.ID, new byte[] {7}));
+        TokenObject copy = object.copy(new Attribute(CKA.LABEL, "copy"));
+        assertEquals(List.of("newer", "copy"), List.of(object.label(), copy.label()));
+        assertArrayEquals(new byte[] {7}, copy.id());
+        assertEquals(CKO.DATA, copy.objectClass());
+        assertEquals(List.of(new Attribute(CKA.LABEL, bytes("copy")), new Attribute(CKA.MODULUS, null),
+                new Attribute(CKA.CLASS, CKO.DATA)), copy.attributes(CKA.LABEL, CKA.MODULUS, CKA.CLASS));
+        assertThrows(CryptokiException.class, () -> copy.attribute(CKA.MODULUS));
+        assertEquals(List.of(), copy.attributes());
+        assertTrue(object.size().isPresent());
+        ScriptedModule.answer("C_GetObjectSize size=-1");
+        assertTrue(object.size().isEmpty());
+        object.destroy();
+        assertThrows(CryptokiException.class, object::destroy);
+    }
+
+    /** What is secret is null in a list, and so is what is missing; a token that fails is not taken for either. */
+    @Test
+    void aFailureToReadIsNotAMissingAttribute() {
+        assertEquals(new Attribute(CKA.PRIVATE_EXPONENT, null),
+                session.object(0xB03).attributes(CKA.PRIVATE_EXPONENT).get(0));
+        ScriptedModule.answer("C_GetAttributeValue CKR_DEVICE_ERROR");
+        assertRefused("J_GetAttributeValue", CKR.DEVICE_ERROR, "DEVICE ERROR", () -> key.attributes(CKA.LABEL));
+    }
+
+    @Test
+    void keysBelongToTheirToken() {
+        ScriptedModule.answer("C_GetSlotList list=0x11,0x12");
+        ScriptedModule.answer("C_GetSlotList list=0x11,0x12");
+        ScriptedModule.answer("C_OpenSession CKR_OK handle=0x77");
+        TokenSlot other = cryptoki.slots().get(1);
+        Session elsewhere = other.openSession();
+        Session here = slot.openSession();
+        ScriptedModule.clearJournal();
+        assertThrows(IllegalArgumentException.class, () -> elsewhere.wrapKey(GENERATE, key, key));
+        assertJournal();
+        assertEquals(21, here.wrapKey(new Mechanism(CKM.AES_KEY_WRAP), key, key).length);
+    }
+
+    @Test
+    void aKeyOfAClosedSessionIsNotUsed() {
+        Session other = slot.openSession();
+        TokenObject found = other.object(0xB01);
+        other.close();
+        ScriptedModule.clearJournal();
+        assertThrows(IllegalStateException.class, () -> session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP), found, key));
+        assertJournal();
+    }
+
+    @Test
+    void nothingSecretIsShown() {
+        String shown = session + " " + key + " " + slot + " " + cryptoki + " "
+                + session.generateKeyPair(GENERATE, new Attribute[0], new Attribute[0]);
+        assertTrue(shown.contains("Session[24145 on TokenSlot[17]]"), shown);
+        assertThrows(CryptokiException.class, () -> session.login("555555"));
+        try {
+            session.login("555555");
+        } catch (CryptokiException e) {
+            assertFalse(e.toString().contains("555555"), e.toString());
+        }
+    }
+
+    @Test
+    void equalObjectsAreOnTheSameToken() {
+        assertEquals(key, slot.openSession().object(0xB01));
+        assertEquals(key.hashCode(), session.object(0xB01).hashCode());
+        assertFalse(key.equals(session.object(0xB02)) || key.equals(null));
+        assertEquals(slot, cryptoki.slots().get(0));
+        assertFalse(slot.equals(cryptoki.slots().get(1)));
+    }
+}

@@ -1,0 +1,108 @@
+package harlune.surface;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNull;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import harlune.support.Tokens;
+
+import java.util.function.Predicate;
+
+import org.junit.jupiter.api.AfterEach;
+import org.junit.jupiter.api.BeforeEach;
+import org.junit.jupiter.api.Test;
+
+import velnor.Attribute;
+import velnor.CKA;
+import velnor.CKF;
+import velnor.CKM;
+import velnor.CKO;
+import velnor.CKR;
+import velnor.CKS;
+import velnor.Cryptoki;
+import velnor.CryptokiException;
+import velnor.Mechanism;
+import velnor.Session;
+import velnor.TokenInfo;
+import velnor.TokenKeyPair;
+import velnor.TokenObject;
+import velnor.TokenSlot;
+import velnor.UserType;
+
+/** What SoftHSM shows of the surface beyond other tokens: tokens are initialised, and objects outlive the process. */
+class SoftHsmTest {
+    private Cryptoki cryptoki;
+
+    @BeforeEach
+    void open() {
+        cryptoki = Surface.token();
+    }
+
+    @AfterEach
+    void close() {
+        cryptoki.close();
+    }
+
+    private TokenSlot slotOf(Predicate<TokenInfo> wanted) {
+        return cryptoki.slotsWithToken().stream().filter(slot -> wanted.test(slot.tokenInfo())).findFirst()
+                .orElseThrow();
+    }
+
+    @Test
+    void aTokenIsInitialised() {
+        TokenSlot blank = slotOf(token -> (token.flags() & CKF.TOKEN_INITIALIZED) == 0);
+        blank.initToken("87654321", "Schlüsselbund");
+        cryptoki.close();
+        open();
+        TokenSlot slot = cryptoki.tokenByLabel("Schlüsselbund");
+        try (Session session = slot.openSession()) {
+            session.login(UserType.SECURITY_OFFICER, "87654321");
+            assertEquals(CKS.RW_SO_FUNCTIONS, session.info().state());
+            session.initPIN("pün-\u20AC-1234");
+            assertThrows(CryptokiException.class, () -> session.loginIfNeeded("pün-\u20AC-1234"));
+            session.logout();
+            session.login("pün-\u20AC-1234");
+            CryptokiException e = assertThrows(CryptokiException.class, () -> slot.initToken("87654321", "again"));
+            assertEquals(CKR.SESSION_EXISTS, e.code());
+        }
+        slot.initToken("87654321", "again");
+        assertEquals("again", slotOf(token -> token.label().equals("again")).tokenInfo().label());
+    }
+
+    @Test
+    void keysOfTheTokenAreThereAfterReopening() {
+        Attribute label = new Attribute(CKA.LABEL, "kept");
+        Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
+        session.login(Tokens.PIN);
+        TokenKeyPair pair = session.generateKeyPair(new Mechanism(CKM.EC_KEY_PAIR_GEN),
+                new Attribute[] {label, new Attribute(CKA.TOKEN, true), new Attribute(CKA.EC_PARAMS,
+                        new byte[] {6, 8, 0x2A, (byte) 0x86, 0x48, (byte) 0xCE, 0x3D, 3, 1, 7})},
+                new Attribute[] {label, new Attribute(CKA.TOKEN, true), new Attribute(CKA.SIGN, true)});
+        byte[] signature = session.sign(new Mechanism(CKM.ECDSA), pair.privateKey(), new byte[32]);
+        assertNull(pair.publicKey().attribute(CKA.EC_POINT).value());
+        cryptoki.close();
+        open();
+        Session again = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
+        again.login(Tokens.PIN);
+        assertEquals(2, again.find(label).size());
+        assertThrows(IllegalArgumentException.class, () -> again.isValid(new Mechanism(CKM.ECDSA), pair.publicKey(),
+                new byte[32], signature));
+        assertTrue(again.isValid(new Mechanism(CKM.ECDSA),
+                again.findOne(label, new Attribute(CKA.CLASS, CKO.PUBLIC_KEY)), new byte[32], signature));
+        again.find(label).forEach(TokenObject::destroy);
+        assertTrue(again.find(label).isEmpty());
+    }
+
+    @Test
+    void keysOfAnotherTokenAreRefused() {
+        Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
+        Session other = cryptoki.tokenByLabel(Tokens.OTHER_LABEL).openSession();
+        session.login(Tokens.PIN);
+        other.login(Tokens.PIN);
+        Mechanism generate = new Mechanism(CKM.AES_KEY_GEN);
+        Attribute[] template = {new Attribute(CKA.VALUE_LEN, 16), new Attribute(CKA.TOKEN, false)};
+        assertThrows(IllegalArgumentException.class, () -> session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP),
+                other.generateKey(generate, template), session.generateKey(generate, template)));
+    }
+}

@@ -1,0 +1,40 @@
+package harlune.surface;
+
+import harlune.support.Bridge;
+import harlune.support.ScriptedModule;
+import harlune.support.Tokens;
+
+import velnor.Cryptoki;
+import velnor.Threading;
+
+/** Modules opened through the safe surface, with the native library under test. */
+final class Surface {
+    private Surface() {
+    }
+
+    static Cryptoki open(String module) {
+        return open(module, Threading.SERIALIZED);
+    }
+
+    static Cryptoki open(String module, Threading threading) {
+        Bridge.load();
+        return Cryptoki.open(module, threading);
+    }
+
+    /** The scripted module as new, with nothing in its journal. */
+    static Cryptoki scripted(Threading threading) {
+        ScriptedModule.reset();
+        Cryptoki cryptoki = open(ScriptedModule.PATH, threading);
+        ScriptedModule.clearJournal();
+        return cryptoki;
+    }
+
+    static Cryptoki scripted() {
+        return scripted(Threading.SERIALIZED);
+    }
+
+    /** The module of the token that the test was started beside. */
+    static Cryptoki token() {
+        return open(Tokens.MODULE);
+    }
+}

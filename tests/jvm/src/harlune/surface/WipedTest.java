@@ -1,0 +1,134 @@
+package harlune.surface;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+
+import java.io.ByteArrayInputStream;
+import java.io.IOException;
+import java.io.InputStream;
+import java.io.OutputStream;
+import java.lang.reflect.Constructor;
+import java.lang.reflect.Method;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.function.Function;
+
+import org.junit.jupiter.api.Test;
+
+import velnor.Decryptor;
+import velnor.Encryptor;
+
+/** Arrays that the surface made for itself are blank when it is done with them. */
+class WipedTest extends ScriptedOperations {
+    private final List<byte[]> seen = new ArrayList<>();
+
+    /** Keeps the arrays that it is asked to fill. */
+    private InputStream input(IOException end) {
+        return new InputStream() {
+            private int left = 100_000;
+
+            @Override
+            public int read() {
+                throw new AssertionError("byte by byte");
+            }
+
+            @Override
+            public int read(byte[] bytes, int off, int len) throws IOException {
+                if (left == 0 && end != null) {
+                    throw end;
+                }
+                seen.add(bytes);
+                int given = Math.min(left, len);
+                Arrays.fill(bytes, off, off + given, (byte) 's');
+                left -= given;
+                return given == 0 ? -1 : given;
+            }
+        };
+    }
+
+    /** Keeps the arrays that it is given. */
+    private OutputStream output(IOException end) {
+        return new OutputStream() {
+            @Override
+            public void write(int b) {
+                throw new AssertionError("byte by byte");
+            }
+
+            @Override
+            public void write(byte[] bytes) throws IOException {
+                assertFalse(bytes.length > 0 && bytes[0] == 0);
+                seen.add(bytes);
+                if (end != null) {
+                    throw end;
+                }
+            }
+        };
+    }
+
+    private void assertAllBlank(int atLeast) {
+        assertFalse(seen.size() < atLeast, () -> seen.size() + " arrays");
+        for (byte[] array : seen) {
+            assertArrayEquals(new byte[array.length], array);
+        }
+    }
+
+    @Test
+    void whatIsReadFromAStream() throws IOException {
+        try (Encryptor encryptor = session.encryptor(AES, secret)) {
+            encryptor.transfer(input(null), OutputStream.nullOutputStream());
+        }
+        assertAllBlank(2);
+        assertThrows(IOException.class, () -> session.digester(SHA256).update(input(new IOException())));
+        assertAllBlank(4);
+    }
+
+    @Test
+    void whatIsWrittenToAStream() throws IOException {
+        try (Decryptor decryptor = session.decryptor(AES, secret)) {
+            decryptor.transfer(new ByteArrayInputStream(new byte[100_003]), output(null));
+        }
+        assertAllBlank(3);
+        assertThrows(IOException.class, () -> session.decryptor(AES, secret)
+                .transfer(new ByteArrayInputStream(new byte[9]), output(new IOException())));
+        assertAllBlank(4);
+    }
+
+    @Test
+    void theCopyOfARegion() throws ReflectiveOperationException {
+        Method exactly = Class.forName("velnor.Operation").getDeclaredMethod("exactly", byte[].class, int.class,
+                int.class, Function.class);
+        exactly.setAccessible(true);
+        byte[] array = bytes("..secret.");
+        assertEquals("secret", exactly.invoke(null, array, 2, 6, (Function<byte[], String>) region -> {
+            seen.add(region);
+            return text(region);
+        }));
+        assertAllBlank(1);
+        assertEquals("..secret.", text(array));
+    }
+
+    @Test
+    void thePartsThatAnOutputWasMadeOf() throws ReflectiveOperationException {
+        Class<?> outputClass = Class.forName("velnor.Output");
+        Constructor<?> constructor = outputClass.getDeclaredConstructor();
+        constructor.setAccessible(true);
+        Method add = outputClass.getDeclaredMethod("add", byte[].class);
+        add.setAccessible(true);
+        Method all = outputClass.getDeclaredMethod("all");
+        all.setAccessible(true);
+        Object output = constructor.newInstance();
+        for (String part : new String[] {"two ", "parts"}) {
+            seen.add(bytes(part));
+            add.invoke(output, seen.get(seen.size() - 1));
+        }
+        byte[] whole = (byte[]) all.invoke(output);
+        Method close = outputClass.getDeclaredMethod("close");
+        close.setAccessible(true);
+        close.invoke(output);
+        assertAllBlank(2);
+        assertEquals("two parts", text(whole));
+    }
+}
