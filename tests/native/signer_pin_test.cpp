@@ -153,6 +153,18 @@ TEST_F(CallbackModuleTest, IsHandedThePinOnItsOwnThread) {
   EXPECT_TRACE("");
 }
 
+TEST_F(CallbackModuleTest, AsksForThePinInTheMiddleOfACall) {
+  openSession();
+  for (const char* pin : {"9876", ""}) {
+    fillSignerPin(pin);
+    sissp11.clearJournal();
+    sissp11.answer("C_GetInfo asks");
+    CK_INFO info;
+    EXPECT_EQ(functionList->C_GetInfo(&info), *pin == '\0' ? CKR_PIN_INCORRECT : CKR_OK);
+    EXPECT_NE(sissp11.journal().find("signerPin=\"" + std::string(pin) + "\""), std::string::npos) << sissp11.journal();
+  }
+}
+
 TEST_F(CallbackModuleTest, IsLeftAloneWhenTheSessionIsRefused) {
   sissp11.answer("C_OpenSession CKR_SESSION_COUNT");
   EXPECT_EQ(Java_velnor_nat_NativeSlot_J_1OpenSession__I(jni, slot, 6), nullptr);

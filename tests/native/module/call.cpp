@@ -12,6 +12,8 @@
 namespace scripted {
 namespace {
 
+using PinCallback = CK_RV (*)(CK_CHAR_PTR, CK_ULONG_PTR);
+
 struct Module {
   std::mutex mutex;
   std::condition_variable released;
@@ -58,6 +60,25 @@ Call::Call(const char* function) : function_(function), lock_(module().mutex), l
     lock_.unlock();
     std::this_thread::sleep_for(std::chrono::milliseconds(*delay));
     lock_.lock();
+  }
+  if (script.says("asks")) {
+    askForPin();
+  }
+}
+
+/// On a thread that knows nothing of the caller's JVM, as modules with a window of their own do.
+void Call::askForPin() {
+  std::string pin;
+  std::thread([&pin, callback = reinterpret_cast<PinCallback>(token().callback)] {
+    CK_ULONG length = 0;
+    if (callback != nullptr && callback(nullptr, &length) == CKR_OK) {
+      pin.resize(length);
+      callback(reinterpret_cast<CK_CHAR_PTR>(pin.data()), &length);
+    }
+  }).join();
+  result("signerPin", input(pin.data(), pin.size(), false));
+  if (pin.empty() && !forced()) {
+    script.rv = CKR_PIN_INCORRECT;
   }
 }
 
@@ -230,8 +251,7 @@ EXPORTED CK_VOID_PTR scripted_callback() {
 }
 
 EXPORTED CK_RV scripted_call_callback(CK_CHAR_PTR pPin, CK_ULONG_PTR pulPinLen) {
-  using Callback = CK_RV (*)(CK_CHAR_PTR, CK_ULONG_PTR);
-  const auto callback = reinterpret_cast<Callback>(scripted_callback());
+  const auto callback = reinterpret_cast<PinCallback>(scripted_callback());
   return callback == nullptr ? CKR_GENERAL_ERROR : callback(pPin, pulPinLen);
 }
 

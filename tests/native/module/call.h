@@ -76,6 +76,7 @@ public:
 
 private:
   CK_RV handOut(CK_BYTE_PTR buffer, CK_ULONG_PTR length, const Bytes& toyBytes, bool& over);
+  void askForPin();
   bool needsInitialising();
 
   std::string function_;

@@ -26,7 +26,7 @@ const std::set<std::string> kFunctions = {
 #undef X
     "C_GetFunctionList", "C_SetCallBack"};
 
-const std::set<std::string> kWords = {"always", "unread", "block"};
+const std::set<std::string> kWords = {"always", "unread", "block", "asks"};
 
 // Keys that take a number, beside the fields of the information structures.
 const std::set<std::string> kNumberKeys = {

@@ -21,7 +21,8 @@
 ///   C_GetTokenInfo label="Token" ulSessionCount=-1                          fields of an information structure
 ///   C_GetAttributeValue data="value" length=-1                              of every entry of the template
 /// Words: `always` (never used up), `unread` (the input is not looked at, for lengths that lie), `block` (waits,
-/// without the module's lock, until scripted_release), `delay=MS`.
+/// without the module's lock, until scripted_release), `delay=MS`, `asks` (has the callback of C_SetCallBack tell the
+/// signer PIN first; without one the answer is CKR_PIN_INCORRECT).
 #pragma once
 
 #include "pkcs11.h"
