@@ -3,8 +3,14 @@
  * {@code libharlune.so}.
  */
 module velnor {
+    // Only the command line needs these.
+    requires static info.picocli;
+    requires static com.google.gson;
+
     exports velnor;
     exports velnor.nat;
     exports velnor.params;
     exports quadrel;
+
+    opens velnor.cli to info.picocli;
 }

@@ -1,0 +1,158 @@
+package harlune.cli;
+
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+
+import harlune.support.Tokens;
+
+import java.io.IOException;
+import java.io.OutputStream;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.stream.Collectors;
+
+import org.junit.jupiter.api.Test;
+
+/** Tokens and PINs are set up, and PINs come from everywhere but the command line. */
+class PinTest extends TokenCommands {
+    private static final String NOBODY_TO_ASK =
+            " is needed, and stdin and stdout are no terminal to ask for it: give it by ";
+
+    /** The command with somebody at a terminal, who types these lines when he is asked. */
+    private Velnor.End typing(Velnor velnor, String... lines) throws IOException, InterruptedException {
+        String command = velnor.command().stream().map(word -> "'" + word.replace("'", "'\\''") + "'")
+                .collect(Collectors.joining(" "));
+        Path shown = path("shown");
+        ProcessBuilder builder = velnor.process();
+        builder.command(List.of("script", "-qec", command, "/dev/null")).redirectInput(ProcessBuilder.Redirect.PIPE)
+                .redirectErrorStream(true).redirectOutput(shown.toFile());
+        Process process = builder.start();
+        try (OutputStream keyboard = process.getOutputStream()) {
+            int prompts = 0;
+            for (String line : lines) {
+                prompts++;
+                awaitPrompts(process, shown, prompts);
+                keyboard.write((line + "\n").getBytes(StandardCharsets.UTF_8));
+                keyboard.flush();
+            }
+            return new Velnor.End(Velnor.status(process), Files.readAllBytes(shown), "");
+        }
+    }
+
+    private static void awaitPrompts(Process process, Path shown, int count) throws IOException, InterruptedException {
+        while (process.isAlive() && Files.readString(shown).split(": ", -1).length <= count) {
+            Thread.sleep(20);
+        }
+    }
+
+    @Test
+    void thePinIsAskedForAndNotShown() throws Exception {
+        Velnor.End end = typing(anonymous("objects", "--login"), Tokens.PIN);
+        assertEquals(0, end.status(), end.text());
+        assertEquals("PIN: \r\nThere is no object to be seen.\r\n", end.text());
+        Velnor.End wrong = typing(anonymous("objects", "--login"), "735190");
+        assertEquals(3, wrong.status());
+        assertEquals("PIN: \r\nvelnor: J_Login: PIN INCORRECT (CKR_PIN_INCORRECT, 0xA0)\r\n", wrong.text());
+    }
+
+    @Test
+    void aNewPinIsAskedForTwice() throws Exception {
+        Velnor.End different = typing(anonymous("set-pin"), Tokens.PIN, "111111", "222222");
+        assertEquals(2, different.status());
+        assertEquals("PIN: \r\nnew PIN: \r\nnew PIN once more: \r\nvelnor: these were two different PINs\r\n",
+                different.text());
+        Velnor.End same = typing(anonymous("set-pin"), Tokens.PIN, "111111", "111111");
+        assertEquals(0, same.status(), same.text());
+        anonymous("set-pin").pin("111111").set("HARLUNE_NEW_PIN", Tokens.PIN).run().assertStatus(0);
+    }
+
+    @Test
+    void bytesDoNotGoToATerminalAsTheyAre() throws Exception {
+        Velnor.End end = typing(anonymous("random", "4"));
+        assertTrue(end.text().matches("[0-9a-f]{8}\r\n"), end.text());
+        Velnor.End encrypted = typing(user("encrypt", "/dev/null", "--label", "any"));
+        assertEquals(2, encrypted.status());
+        assertEquals("velnor: what comes out is nothing for a terminal: name a file for it with --out\r\n",
+                encrypted.text());
+    }
+
+    @Test
+    void thePinComesFromAFileOrTheEnvironment() throws Exception {
+        Path file = file("pin", (Tokens.PIN + "\r\nmore\n").getBytes(StandardCharsets.UTF_8));
+        anonymous("objects", "--login", "--pin-file", file).run().assertStatus(0);
+        anonymous("objects", "--login", "--pin-env", "MY_PIN").set("MY_PIN", Tokens.PIN).pin("9999").run()
+                .assertStatus(0);
+        anonymous("objects", "--login").pin(Tokens.PIN).run().assertStatus(0);
+        // Without --login too, so the wrong one is noticed.
+        anonymous("objects").pin("9999").run().assertStatus(3);
+        anonymous("objects", "--pin-file", file("wrong", "9999\n".getBytes(StandardCharsets.UTF_8))).run()
+                .assertStatus(3);
+        anonymous("objects", "--pin-file", path("none")).run().assertRefused(5,
+                "the file that --pin-file names cannot be read");
+        anonymous("objects", "--pin-env", "NONE").run().assertRefused(2,
+                "the environment variable that --pin-env names is not set");
+        anonymous("objects", "--pin-env", "MY_PIN", "--pin-file", file).run().assertRefused(2,
+                "--pin-file and --pin-env exclude each other");
+        anonymous("objects", "--pin-file", file("empty", new byte[0])).run().assertRefused(2,
+                "The PIN is empty");
+        anonymous("objects", "--login").run().assertRefused(2, "the PIN" + NOBODY_TO_ASK
+                + "--pin-file, --pin-env or the environment variable HARLUNE_PIN");
+    }
+
+    @Test
+    void thePinIsNotInTheProcessList() throws Exception {
+        // Nothing comes on stdin until the process was looked at, so it is at work with the PIN meanwhile.
+        Process process = user("digest", "-", "--login").process().redirectInput(ProcessBuilder.Redirect.PIPE).start();
+        String commandLine = Files.readString(Path.of("/proc/" + process.pid() + "/cmdline"));
+        assertTrue(commandLine.contains("velnor.jar"), commandLine);
+        assertFalse(commandLine.contains(Tokens.PIN), commandLine);
+        process.getOutputStream().close();
+        assertEquals(0, Velnor.status(process));
+    }
+
+    @Test
+    void aTokenFromItsFirstDay() throws Exception {
+        Velnor blank = Velnor.of("init-token", "--label", "fresh").module(Tokens.MODULE);
+        blank.run().assertRefused(2, "the security officer's PIN" + NOBODY_TO_ASK
+                + "--so-pin-file, --so-pin-env or the environment variable HARLUNE_SO_PIN");
+        String made = blank.set("HARLUNE_SO_PIN", "11112222").run().assertStatus(0).text();
+        assertTrue(made.matches("Label   fresh\nSerial  [0-9a-f]{16}\n"), made);
+
+        setPin("--init").set("HARLUNE_SO_PIN", "11112222").set("HARLUNE_NEW_PIN", "4444").run().assertStatus(0);
+        fresh("objects").pin("4444").run().assertStatus(0);
+        setPin().pin("4444").set("HARLUNE_NEW_PIN", "5555").run().assertStatus(0);
+        fresh("objects").pin("4444").run().assertStatus(3);
+        fresh("objects").pin("5555").run().assertStatus(0);
+        assertEquals("The PIN is set.\n", setPin("--so").set("HARLUNE_SO_PIN", "11112222")
+                .set("HARLUNE_NEW_PIN", "33334444").run().assertStatus(0).text());
+        setPin("--init").set("HARLUNE_SO_PIN", "11112222").set("HARLUNE_NEW_PIN", "6666").run().assertStatus(3);
+        assertEquals("{\"user\":\"user\",\"changed\":true}", setPin("--init", "--json")
+                .set("HARLUNE_SO_PIN", "33334444").set("HARLUNE_NEW_PIN", "6666").run().json().toString());
+        setPin("--so", "--init").run().assertStatus(2);
+
+        fresh("generate", "aes", "--label", "k").pin("6666").run().assertStatus(0);
+        assertRefusedWithoutForce();
+        String again = Velnor.of("init-token", "--token", "fresh", "--label", "fresher", "--force", "--json")
+                .module(Tokens.MODULE).set("HARLUNE_SO_PIN", "33334444").run().json().get("label").getAsString();
+        assertEquals("fresher", again);
+        fresh("objects").run().assertStatus(4);
+    }
+
+    private static void assertRefusedWithoutForce() throws Exception {
+        Velnor.End end = Velnor.of("init-token", "--token", "fresh", "--label", "fresher").module(Tokens.MODULE)
+                .set("HARLUNE_SO_PIN", "33334444").run().assertStatus(2);
+        assertTrue(end.err().endsWith(" is in use; --force destroys what is on it\n"), end.err());
+        assertTrue(fresh("objects").pin("6666").run().assertStatus(0).text().contains(" k "));
+    }
+
+    private static Velnor fresh(Object... arguments) {
+        return Velnor.of(arguments).arguments("--token", "fresh").module(Tokens.MODULE);
+    }
+
+    private static Velnor setPin(Object... options) {
+        return fresh("set-pin").arguments(options);
+    }
+}
