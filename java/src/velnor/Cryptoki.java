@@ -205,7 +205,8 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     /**
-     * Finds the token with a label.
+     * Finds the token with a label. A token that does not tell its label, because it is just being pulled or a number of
+     * its does not fit an {@code int}, is passed over.
      *
      * @param label the label without its padding
      * @return its slot
@@ -214,17 +215,21 @@ public final class Cryptoki implements AutoCloseable {
     public TokenSlot tokenByLabel(String label) {
         Objects.requireNonNull(label, "label");
         List<TokenSlot> found = new ArrayList<>();
-        List<String> labels = new ArrayList<>();
+        List<String> present = new ArrayList<>();
         for (TokenSlot slot : slotsWithToken()) {
-            String present = slot.tokenInfo().label();
-            labels.add('"' + present + '"');
-            if (present.equals(label)) {
-                found.add(slot);
+            try {
+                String other = slot.tokenInfo().label();
+                present.add('"' + other + '"');
+                if (other.equals(label)) {
+                    found.add(slot);
+                }
+            } catch (CryptokiException e) {
+                present.add("one in " + slot + " that does not tell: " + e.getMessage());
             }
         }
         if (found.size() != 1) {
             throw new IllegalArgumentException((found.isEmpty() ? "No token has" : "Several tokens have")
-                    + " the label \"" + label + "\"; there are " + labels);
+                    + " the label \"" + label + "\"; there are " + present);
         }
         return found.get(0);
     }

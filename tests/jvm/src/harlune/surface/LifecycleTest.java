@@ -183,6 +183,21 @@ class LifecycleTest {
     }
 
     @Test
+    void aTokenThatDoesNotTellItsLabelIsPassedOver() {
+        try (Cryptoki cryptoki = Surface.open(ScriptedModule.PATH)) {
+            ScriptedModule.answer("C_GetSlotList list=0x11,0x12");
+            ScriptedModule.answer("C_GetSlotList list=0x11,0x12");
+            ScriptedModule.answer("C_GetTokenInfo CKR_DEVICE_REMOVED");
+            ScriptedModule.answer("C_GetTokenInfo CKR_OK label=\"Scripted token\"");
+            assertEquals(0x12, cryptoki.tokenByLabel("Scripted token").slotID());
+            ScriptedModule.answer("C_GetTokenInfo CKR_DEVICE_REMOVED");
+            IllegalArgumentException e = assertThrows(IllegalArgumentException.class,
+                    () -> cryptoki.tokenByLabel("Scripted token"));
+            assertTrue(e.getMessage().contains("DEVICE_REMOVED"), e.getMessage());
+        }
+    }
+
+    @Test
     void slotEventsAreAskedFor() {
         try (Cryptoki cryptoki = Surface.open(ScriptedModule.PATH)) {
             assertEquals(Optional.empty(), cryptoki.pollSlotEvent());
