@@ -27,6 +27,7 @@
  * {@code J_DecryptVerifyUpdate});</li>
  * <li>{@code J_VerifyUpdate} with a null {@code part}.</li>
  * </ul>
- * The {@code byte[]} forms and a null output array, which asks for the length, are safe.
+ * The {@code byte[]} forms are safe. So is a null output array, which asks for the length, except in the dual-function
+ * updates: some modules (NSS's softoken) read it there.
  */
 package velnor.nat;
