@@ -6,12 +6,10 @@ import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import harlune.support.Bridge;
+import harlune.support.BoundToken;
 import harlune.support.Ck;
 import harlune.support.Tokens;
 
-import org.junit.jupiter.api.AfterAll;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 
 import velnor.CryptokiException;
@@ -24,21 +22,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSlot;
 
 /** What a real module tells about itself, its slots, its tokens and their mechanisms. */
-class InformationTest {
-    private static NativeCryptoki cryptoki;
-    private static NativeSlot slot;
-
-    @BeforeAll
-    static void bind() {
-        cryptoki = Bridge.initialize(Tokens.MODULE);
-        slot = Tokens.slot(cryptoki, Tokens.LABEL);
-    }
-
-    @AfterAll
-    static void release() {
-        cryptoki.Finalize(null);
-    }
-
+class InformationTest extends BoundToken {
     @Test
     void theModule() {
         Info info = cryptoki.GetInfo();

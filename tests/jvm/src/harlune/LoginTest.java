@@ -7,40 +7,24 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotEquals;
 
-import harlune.support.Bridge;
+import harlune.support.BoundToken;
 import harlune.support.Ck;
 import harlune.support.Tokens;
 
 import java.util.Arrays;
 
-import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.Test;
 
 import velnor.SessionInfo;
-import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
 import velnor.nat.NativeSlot;
 
 /** Sessions and PINs of a real token. Each test begins with an open session and nobody logged in. */
-class LoginTest {
+class LoginTest extends BoundToken {
     private static final int RW = Ck.CKF_SERIAL_SESSION | Ck.CKF_RW_SESSION;
-    private static NativeCryptoki cryptoki;
-    private static NativeSlot slot;
     private NativeSession session;
-
-    @BeforeAll
-    static void bind() {
-        cryptoki = Bridge.initialize(Tokens.MODULE);
-        slot = Tokens.slot(cryptoki, Tokens.LABEL);
-    }
-
-    @AfterAll
-    static void release() {
-        cryptoki.Finalize(null);
-    }
 
     @BeforeEach
     void open() {

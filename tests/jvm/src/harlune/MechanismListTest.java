@@ -3,33 +3,14 @@ package harlune;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import harlune.support.Bridge;
-import harlune.support.Tokens;
+import harlune.support.BoundToken;
 
-import org.junit.jupiter.api.AfterAll;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 
 import velnor.CryptokiException;
-import velnor.nat.NativeCryptoki;
-import velnor.nat.NativeSlot;
 
 /** The half of a mechanism list that arrives. */
-class MechanismListTest {
-    private static NativeCryptoki cryptoki;
-    private static NativeSlot slot;
-
-    @BeforeAll
-    static void bind() {
-        cryptoki = Bridge.initialize(Tokens.MODULE);
-        slot = Tokens.slot(cryptoki, Tokens.LABEL);
-    }
-
-    @AfterAll
-    static void release() {
-        cryptoki.Finalize(null);
-    }
-
+class MechanismListTest extends BoundToken {
     @Test
     void theMechanismListHoldsEverySecondElement() {
         int[] list = slot.J_GetMechanismList();

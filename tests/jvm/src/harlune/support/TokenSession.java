@@ -1,32 +1,15 @@
 package harlune.support;
 
-import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.BeforeEach;
 
-import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
-import velnor.nat.NativeSlot;
 
 /** For tests that work in a read/write session with a real token, the user logged in. Each test has a session anew. */
-public abstract class TokenSession {
-    protected static NativeCryptoki cryptoki;
-    protected static NativeSlot slot;
+public abstract class TokenSession extends BoundToken {
     protected NativeSession session;
     /** The session's handle, for the methods that take it as an argument. */
     protected long h;
-
-    @BeforeAll
-    static void bind() {
-        cryptoki = Bridge.initialize(Tokens.MODULE);
-        slot = Tokens.slot(cryptoki, Tokens.LABEL);
-    }
-
-    @AfterAll
-    static void release() {
-        cryptoki.Finalize(null);
-    }
 
     @BeforeEach
     void open() {

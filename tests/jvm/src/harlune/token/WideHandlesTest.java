@@ -4,40 +4,23 @@ import static harlune.support.Ck.*;
 import static harlune.support.Refusal.assertRefused;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
-import harlune.support.Bridge;
+import harlune.support.BoundToken;
 import harlune.support.Tokens;
 
-import org.junit.jupiter.api.AfterAll;
 import org.junit.jupiter.api.AfterEach;
-import org.junit.jupiter.api.BeforeAll;
 import org.junit.jupiter.api.Test;
 
 import velnor.Attribute;
 import velnor.Mechanism;
-import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
-import velnor.nat.NativeSlot;
 
 /**
  * A module whose session handles do not fit 32 bits, bound directly: all that works is what needs no session object.
  * {@link ProxiedHandlesTest} has the way out.
  */
-class WideHandlesTest {
+class WideHandlesTest extends BoundToken {
     private static final int FLAGS = CKF_SERIAL_SESSION | CKF_RW_SESSION;
     private static final String WRONG_PIN = "654321";
-    private static NativeCryptoki cryptoki;
-    private static NativeSlot slot;
-
-    @BeforeAll
-    static void bind() {
-        cryptoki = Bridge.initialize(Tokens.MODULE);
-        slot = Tokens.slot(cryptoki, Tokens.LABEL);
-    }
-
-    @AfterAll
-    static void release() {
-        cryptoki.Finalize(null);
-    }
 
     /** Twice, since OpenSC leaves every second session open; no test here has more than two. */
     @AfterEach
