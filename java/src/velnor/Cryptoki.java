@@ -205,8 +205,8 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     /**
-     * Finds the token with a label. A token that does not tell its label, because it is just being pulled or a number of
-     * its does not fit an {@code int}, is passed over.
+     * Finds the token with a label. A token that does not tell its label, because it is just being pulled or a number
+     * of its does not fit an {@code int}, is passed over.
      *
      * @param label the label without its padding
      * @return its slot

@@ -23,6 +23,8 @@ import velnor.nat.NativeSession;
  * of each kind; so give each thread a session of its own.
  *
  * <p>Ranges are checked here: one that does not lie within its array is an {@link IndexOutOfBoundsException}.
+ * A mechanism whose parameter is of the wrong class, or that is not for keys of the given key's type, is an {@link
+ * IllegalArgumentException}.
  */
 public final class Session implements AutoCloseable {
     /** What a token is asked for at once: NSS makes no more. */
@@ -283,7 +285,7 @@ public final class Session implements AutoCloseable {
      */
     public byte[] wrapKey(Mechanism mechanism, TokenObject wrappingKey, TokenObject key) {
         MechanismParameters.check(mechanism);
-        long wrapping = handle(wrappingKey);
+        long wrapping = handle(mechanism, wrappingKey);
         long wrapped = handle(key);
         return call(session -> session.J_WrapKey(mechanism, wrapping, wrapped));
     }
@@ -317,7 +319,7 @@ public final class Session implements AutoCloseable {
             Attribute... template) {
         MechanismParameters.check(mechanism);
         Objects.checkFromIndexSize(off, len, wrapped.length);
-        long unwrapping = handle(unwrappingKey);
+        long unwrapping = handle(mechanism, unwrappingKey);
         Attribute[] checked = Templates.checked(template);
         return object(call(session -> session.J_UnwrapKey(mechanism, unwrapping, wrapped, off, len, checked)));
     }
@@ -342,7 +344,7 @@ public final class Session implements AutoCloseable {
             throw new IllegalArgumentException("CKM_SSL3_KEY_AND_MAC_DERIVE makes keys of zeroes in the place of the"
                     + " random data here, and their handles do not come back");
         }
-        long base = handle(baseKey);
+        long base = handle(mechanism, baseKey);
         Attribute[] checked = Templates.checked(template);
         return object(call(session -> {
             session.J_DeriveKey(mechanism, base, checked);
@@ -627,7 +629,8 @@ public final class Session implements AutoCloseable {
      * @throws CryptokiException when the token refuses
      */
     public byte[] signRecover(Mechanism mechanism, TokenObject key, byte[] data, int off, int len) {
-        try (Recovery recovery = Recovery.signing(this, MechanismParameters.check(mechanism), handle(key))) {
+        MechanismParameters.check(mechanism);
+        try (Recovery recovery = Recovery.signing(this, mechanism, handle(mechanism, key))) {
             return recovery.finish(data, off, len);
         }
     }
@@ -659,7 +662,8 @@ public final class Session implements AutoCloseable {
      *         {@code CKR_SIGNATURE_LEN_RANGE}), or the token refuses
      */
     public byte[] verifyRecover(Mechanism mechanism, TokenObject key, byte[] signature, int off, int len) {
-        try (Recovery recovery = Recovery.verifying(this, MechanismParameters.check(mechanism), handle(key))) {
+        MechanismParameters.check(mechanism);
+        try (Recovery recovery = Recovery.verifying(this, mechanism, handle(mechanism, key))) {
             return recovery.finish(signature, off, len);
         }
     }
@@ -673,7 +677,7 @@ public final class Session implements AutoCloseable {
      */
     public Encryptor encryptor(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Encryptor(this, MechanismParameters.check(mechanism), handle(key));
+        return new Encryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key));
     }
 
     /**
@@ -685,7 +689,7 @@ public final class Session implements AutoCloseable {
      */
     public Decryptor decryptor(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Decryptor(this, MechanismParameters.check(mechanism), handle(key));
+        return new Decryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key));
     }
 
     /**
@@ -697,7 +701,7 @@ public final class Session implements AutoCloseable {
      */
     public Signer signer(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Signer(this, MechanismParameters.check(mechanism), handle(key));
+        return new Signer(this, MechanismParameters.check(mechanism), handle(mechanism, key));
     }
 
     /**
@@ -709,7 +713,7 @@ public final class Session implements AutoCloseable {
      */
     public Verifier verifier(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Verifier(this, MechanismParameters.check(mechanism), handle(key));
+        return new Verifier(this, MechanismParameters.check(mechanism), handle(mechanism, key));
     }
 
     /**
@@ -980,6 +984,13 @@ public final class Session implements AutoCloseable {
             call.accept(session);
             return null;
         });
+    }
+
+    /** The handle of a key that this session can use with the mechanism. */
+    private long handle(Mechanism mechanism, TokenObject key) {
+        long handle = handle(key);
+        KeyTypes.check(mechanism, key);
+        return handle;
     }
 
     /**

@@ -16,6 +16,8 @@ import java.util.OptionalInt;
 public final class TokenObject {
     private final Session session;
     private final long handle;
+    /** What the object has told of its key type, which never changes; null until it is asked. */
+    private volatile OptionalInt keyType;
 
     TokenObject(Session session, long handle) {
         this.session = session;
@@ -104,6 +106,23 @@ public final class TokenObject {
      */
     public byte[] id() {
         return bytes(CKA.ID);
+    }
+
+    /** The key type ({@code CKK_}), or empty when the object does not tell. */
+    OptionalInt keyType() {
+        if (keyType == null) {
+            keyType = readKeyType();
+        }
+        return keyType;
+    }
+
+    private OptionalInt readKeyType() {
+        try {
+            Object type = attribute(CKA.KEY_TYPE).value();
+            return type == null ? OptionalInt.empty() : OptionalInt.of((Integer) type);
+        } catch (CryptokiException untold) {
+            return OptionalInt.empty();
+        }
     }
 
     private byte[] bytes(int type) {

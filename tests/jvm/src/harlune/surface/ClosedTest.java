@@ -67,7 +67,7 @@ class ClosedTest {
         static Things of(Cryptoki cryptoki) {
             TokenSlot slot = cryptoki.slotsWithToken().get(0);
             Session session = slot.openSession();
-            TokenObject key = session.object(0xB01);
+            TokenObject key = Surface.key(session, 0xB01);
             Mechanism mechanism = new Mechanism(CKM.SHA_1);
             return new Things(cryptoki, slot, session, key, List.of(session.encryptor(mechanism, key),
                     session.decryptor(mechanism, key), session.signer(mechanism, key), session.verifier(mechanism, key),

@@ -19,10 +19,12 @@ import java.util.List;
 import javax.crypto.Cipher;
 
 import org.junit.jupiter.api.Test;
+import org.junit.jupiter.api.function.Executable;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 import org.junit.jupiter.params.provider.ValueSource;
 
+import velnor.CKM;
 import velnor.CKR;
 import velnor.CryptokiException;
 import velnor.Decryptor;
@@ -297,7 +299,7 @@ class CryptographyTest extends TokenOperations {
             assertThrows(CryptokiException.class, () -> session.decrypt(AES_ECB, aes, DATA));
             assertThrows(CryptokiException.class, () -> session.decrypt(DES3_CBC_PAD, des3(), BLOCKS));
             assertThrows(CryptokiException.class, () -> session.sign(RSA_PKCS, rsaPrivate, bytes(1000)));
-            assertThrows(CryptokiException.class, () -> session.sign(AES_ECB, rsaPrivate, DATA));
+            assertThrows(CryptokiException.class, () -> session.sign(RSA_PKCS, publicKey(), first(DATA, 32)));
             Encryptor encryptor = session.encryptor(AES_ECB, aes);
             encryptor.update(BLOCKS);
             assertThrows(CryptokiException.class, () -> encryptor.finish(DATA));
@@ -307,6 +309,35 @@ class CryptographyTest extends TokenOperations {
             assertTrue(Jdk.verifies("NONEwithRSA", rsa.publicKey, first(DATA, 32),
                     session.sign(RSA_PKCS, rsaPrivate, first(DATA, 32))));
         }
+    }
+
+    /** SoftHSM does not look at the key's type, and what it does with the wrong one ends the process. */
+    @Test
+    void keysOfAnotherTypeNeverReachTheToken() throws GeneralSecurityException {
+        TokenObject aes = aes();
+        TokenObject rsaPrivate = privateKey();
+        for (int type : new int[] {CKM.DSA, CKM.DSA_SHA1, CKM.RSA_X_509, CKM.SHA256_RSA_PKCS, CKM.ECDSA}) {
+            Mechanism mechanism = new Mechanism(type);
+            assertRefusesType(mechanism, "CKK_AES", () -> session.sign(mechanism, aes, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.verify(mechanism, aes, BLOCKS, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.encrypt(mechanism, aes, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.decrypt(mechanism, aes, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.signRecover(mechanism, aes, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.verifyRecover(mechanism, aes, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.wrapKey(mechanism, aes, rsaPrivate));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.unwrapKey(mechanism, aes, BLOCKS));
+            assertRefusesType(mechanism, "CKK_AES", () -> session.deriveKey(mechanism, aes));
+        }
+        for (int type : new int[] {CKM.DSA, CKM.AES_ECB, CKM.ECDSA_SHA1}) {
+            Mechanism mechanism = new Mechanism(type);
+            assertRefusesType(mechanism, "CKK_RSA", () -> session.sign(mechanism, rsaPrivate, BLOCKS));
+        }
+        assertArrayEquals(Jdk.aesEcb(BLOCKS), session.encrypt(AES_ECB, aes, BLOCKS));
+    }
+
+    private static void assertRefusesType(Mechanism mechanism, String type, Executable use) {
+        assertEquals(CKM.name(mechanism.mechanism()) + " is not for a key of type " + type,
+                assertThrows(IllegalArgumentException.class, use).getMessage());
     }
 
     @Test

@@ -237,7 +237,7 @@ class MechanismChecksTest {
     void everyUseOfAMechanismIsChecked() {
         try (Cryptoki cryptoki = Surface.scripted()) {
             Session session = cryptoki.slotsWithToken().get(0).openSession();
-            TokenObject key = session.object(0xB01);
+            TokenObject key = Surface.key(session, 0xB01);
             Attribute[] none = {};
             ScriptedModule.clearJournal();
             Mechanism dropped = new Mechanism(CKM.AES_CBC, new byte[16]);

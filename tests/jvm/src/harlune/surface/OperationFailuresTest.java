@@ -384,7 +384,7 @@ class OperationFailuresTest extends ScriptedOperations {
         encryptor.update(bytes("data"));
         Signer signer;
         try (Session other = session.slot().openSession()) {
-            signer = other.signer(RSA, other.object(0xB03)).start();
+            signer = other.signer(RSA, Surface.key(other, 0xB03)).start();
         }
         calls();
         assertThrows(IllegalStateException.class, signer::sign);

@@ -153,7 +153,7 @@ class OperationMistakesTest extends ScriptedOperations {
     @Test
     void aKeyOfAnotherSessionServesUntilThatIsClosed() {
         Session other = session.slot().openSession();
-        TokenObject key = other.object(0xB01);
+        TokenObject key = Surface.key(other, 0xB01);
         assertEquals("DATA", text(session.encrypt(AES, key, DATA)));
         other.close();
         calls();
@@ -358,7 +358,7 @@ class OperationMistakesTest extends ScriptedOperations {
         cryptoki.close();
         cryptoki = Surface.scripted(Threading.CONCURRENT);
         Session shared = cryptoki.slotsWithToken().get(0).openSession();
-        TokenObject key = shared.object(0xB01);
+        TokenObject key = Surface.key(shared, 0xB01);
         ExecutorService threads = Executors.newFixedThreadPool(4);
         try {
             List<Future<?>> results = new ArrayList<>();

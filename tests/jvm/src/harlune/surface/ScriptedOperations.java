@@ -35,9 +35,9 @@ abstract class ScriptedOperations {
     void open() {
         cryptoki = Surface.scripted();
         session = cryptoki.slotsWithToken().get(0).openSession();
-        secret = session.object(0xB01);
-        publicKey = session.object(0xB02);
-        privateKey = session.object(0xB03);
+        secret = Surface.key(session, 0xB01);
+        publicKey = Surface.key(session, 0xB02);
+        privateKey = Surface.key(session, 0xB03);
         ScriptedModule.clearJournal();
     }
 

@@ -55,7 +55,7 @@ class SessionTest {
         cryptoki = Surface.scripted();
         slot = cryptoki.slotsWithToken().get(0);
         session = slot.openSession();
-        key = session.object(0xB01);
+        key = Surface.key(session, 0xB01);
         ScriptedModule.clearJournal();
     }
 
@@ -180,7 +180,7 @@ class SessionTest {
 
     @Test
     void keysTravelWrapped() {
-        byte[] wrapped = session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP), session.object(0xB02), key);
+        byte[] wrapped = session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP), Surface.key(session, 0xB02), key);
         assertArrayEquals(bytes("WRAP:0123456789abcdef"), wrapped);
         ScriptedModule.clearJournal();
         byte[] within = new byte[wrapped.length + 5];
@@ -219,7 +219,7 @@ class SessionTest {
     void aNarrowObjectIsNotTakenForAWideOne() {
         ScriptedModule.answer("C_DeriveKey CKR_OK handle=0x7F0000000B01");
         ScriptedModule.answer("C_FindObjects list=0x7F0000000B01,0x7F0000000B02");
-        assertEquals(0x7F0000000B01L, session.deriveKey(EXTRACT, session.object(0x7F0000000B02L)).handle());
+        assertEquals(0x7F0000000B01L, session.deriveKey(EXTRACT, Surface.key(session, 0x7F0000000B02L)).handle());
     }
 
     @ParameterizedTest

@@ -4,8 +4,12 @@ import harlune.support.Bridge;
 import harlune.support.ScriptedModule;
 import harlune.support.Tokens;
 
+import velnor.CKM;
 import velnor.Cryptoki;
+import velnor.Mechanism;
+import velnor.Session;
 import velnor.Threading;
+import velnor.TokenObject;
 
 /** Modules opened through the safe surface, with the native library under test. */
 final class Surface {
@@ -31,6 +35,14 @@ final class Surface {
 
     static Cryptoki scripted() {
         return scripted(Threading.SERIALIZED);
+    }
+
+    /** A key of the scripted token that does not tell its type and so suits every mechanism; it is not asked again. */
+    static TokenObject key(Session session, long handle) {
+        TokenObject key = session.object(handle);
+        ScriptedModule.answer("C_GetAttributeValue CKR_ATTRIBUTE_TYPE_INVALID");
+        session.encryptor(new Mechanism(CKM.AES_ECB), key);
+        return key;
     }
 
     /** The module of the token that the test was started beside. */

@@ -96,7 +96,8 @@ class TemplatesTest {
         Attribute wrong = new Attribute(CKA.TOKEN, 1);
         Attribute[] none = {};
         Attribute[] template = {wrong};
-        TokenObject object = session.object(0xB01);
+        TokenObject object = Surface.key(session, 0xB01);
+        ScriptedModule.clearJournal();
         Mechanism mechanism = new Mechanism(CKM.AES_KEY_GEN);
         for (Runnable use : List.<Runnable>of(() -> session.find(wrong), () -> session.findOne(wrong),
                 () -> session.findFirst(wrong), () -> session.createObject(wrong), () -> object.copy(wrong),

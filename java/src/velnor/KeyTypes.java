@@ -1,0 +1,58 @@
+package velnor;
+
+import java.util.Arrays;
+import java.util.List;
+import java.util.Map;
+import java.util.OptionalInt;
+import java.util.Set;
+
+/**
+ * Which keys a mechanism can work with, as far as its name says so. Tokens are bound to refuse any other key; some do
+ * not look, take the bytes of one kind of key for those of another, and end the process (SoftHSM).
+ */
+final class KeyTypes {
+    private static final Set<Integer> DIFFIE_HELLMAN = Set.of(CKK.DH, CKK.X9_42_DH);
+    private static final Set<Integer> ELLIPTIC = Set.of(CKK.EC);
+
+    /** By a word of the mechanism's name; the first word that stands here decides. */
+    private static final Map<String, Set<Integer>> BY_WORD = Map.of(
+            "RSA", Set.of(CKK.RSA),
+            "DSA", Set.of(CKK.DSA),
+            "DH", DIFFIE_HELLMAN,
+            "ECDSA", ELLIPTIC,
+            "ECDH", ELLIPTIC,
+            "ECDH1", ELLIPTIC,
+            "AES", Set.of(CKK.AES));
+
+    /** With those above all the types that are judged here; any other, such as a vendor's, is the token's to judge. */
+    private static final Set<Integer> OTHERS = Set.of(CKK.GENERIC_SECRET, CKK.DES, CKK.DES2, CKK.DES3);
+
+    private KeyTypes() {
+    }
+
+    /**
+     * Checks a key against a mechanism. A key that does not tell its type passes.
+     *
+     * @throws IllegalArgumentException when the mechanism is not for keys of this type
+     */
+    static void check(Mechanism mechanism, TokenObject key) {
+        Set<Integer> suitable = suitable(mechanism.mechanism());
+        if (suitable.isEmpty()) {
+            return;
+        }
+        OptionalInt type = key.keyType();
+        if (type.isPresent() && !suitable.contains(type.getAsInt()) && isKnown(type.getAsInt())) {
+            throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " is not for a key of type "
+                    + CKK.name(type.getAsInt()));
+        }
+    }
+
+    private static Set<Integer> suitable(int mechanism) {
+        List<String> words = Arrays.asList(CKM.name(mechanism).split("_"));
+        return words.stream().filter(BY_WORD::containsKey).findFirst().map(BY_WORD::get).orElse(Set.of());
+    }
+
+    private static boolean isKnown(int type) {
+        return OTHERS.contains(type) || BY_WORD.values().stream().anyMatch(types -> types.contains(type));
+    }
+}
