@@ -17,7 +17,9 @@ import picocli.CommandLine.Parameters;
 
 import velnor.Attribute;
 import velnor.CKA;
+import velnor.CKK;
 import velnor.CKM;
+import velnor.CKO;
 import velnor.Mechanism;
 import velnor.Session;
 import velnor.TokenKeyPair;
@@ -43,18 +45,20 @@ final class GenerateCommand extends SessionCommand {
 
     /** What can be made. */
     enum Kind {
-        AES(CKM.AES_KEY_GEN, 256, false, Use.ENCRYPT, Use.SIGN, Use.WRAP),
-        DES3(CKM.DES3_KEY_GEN, null, false, Use.ENCRYPT, Use.SIGN),
-        GENERIC(CKM.GENERIC_SECRET_KEY_GEN, 256, false, Use.SIGN),
-        RSA(CKM.RSA_PKCS_KEY_PAIR_GEN, 2048, true, Use.SIGN, Use.ENCRYPT),
-        EC(CKM.EC_KEY_PAIR_GEN, null, true, Use.SIGN);
+        AES(CKK.AES, CKM.AES_KEY_GEN, 256, false, Use.ENCRYPT, Use.SIGN, Use.WRAP),
+        DES3(CKK.DES3, CKM.DES3_KEY_GEN, null, false, Use.ENCRYPT, Use.SIGN),
+        GENERIC(CKK.GENERIC_SECRET, CKM.GENERIC_SECRET_KEY_GEN, 256, false, Use.SIGN),
+        RSA(CKK.RSA, CKM.RSA_PKCS_KEY_PAIR_GEN, 2048, true, Use.SIGN, Use.ENCRYPT),
+        EC(CKK.EC, CKM.EC_KEY_PAIR_GEN, null, true, Use.SIGN);
 
+        private final int keyType;
         private final int mechanism;
         private final Integer usualBits;
         private final boolean pair;
         private final Set<Use> usualUses;
 
-        Kind(int mechanism, Integer usualBits, boolean pair, Use... usualUses) {
+        Kind(int keyType, int mechanism, Integer usualBits, boolean pair, Use... usualUses) {
+            this.keyType = keyType;
             this.mechanism = mechanism;
             this.usualBits = usualBits;
             this.pair = pair;
@@ -89,6 +93,9 @@ final class GenerateCommand extends SessionCommand {
     @Option(names = "--always-authenticate", description = "Let the private key ask for the PIN each time.")
     private boolean alwaysAuthenticate;
 
+    @Option(names = "--force", description = "Make it although the token has a key of this type and name.")
+    private boolean force;
+
     GenerateCommand() {
         super(true, true);
     }
@@ -113,9 +120,19 @@ final class GenerateCommand extends SessionCommand {
 
     @Override
     int run(Session session) throws IOException {
+        if (!force && isThere(session)) {
+            throw Failure.usage("the token has such a key of this name already; --force makes another one");
+        }
         List<Fields> made = make(session).stream().map(ObjectFields::of).collect(Collectors.toList());
         standard.report(new Fields().with("objects", made), fields -> ObjectFields.table(made));
         return ExitCode.OK;
+    }
+
+    private boolean isThere(Session session) {
+        List<Attribute> template = name.template();
+        template.add(new Attribute(CKA.CLASS, kind.pair ? CKO.PRIVATE_KEY : CKO.SECRET_KEY));
+        template.add(new Attribute(CKA.KEY_TYPE, kind.keyType));
+        return session.findFirst(template.toArray(new Attribute[0])).isPresent();
     }
 
     private List<TokenObject> make(Session session) {

@@ -102,6 +102,16 @@ class GenerateTest extends TokenCommands {
     }
 
     @Test
+    void aSecondOneOfTheSameNameWantsForce() throws Exception {
+        for (String type : new String[] {"aes", "ec"}) {
+            made("generate", type, "--label", "twice");
+            user("generate", type, "--label", "twice").run().assertRefused(2,
+                    "the token has such a key of this name already; --force makes another one");
+            made("generate", type, "--label", "twice", "--force");
+        }
+    }
+
+    @Test
     void theResultIsShown() throws Exception {
         String text = user("generate", "aes", "--label", "shown", "--use", "wrap").run().assertStatus(0).text();
         assertTrue(text.matches("CLASS +TYPE +BITS +LABEL +ID +USES\n"

@@ -226,15 +226,17 @@ class SignatureTest extends TokenCommands {
     @Test
     void whatTheTokenRefusesIsTold() throws Exception {
         Path data = file("data", SHORT);
-        user("sign", data, "--label", "rsa", "--mechanism", "AES_CMAC").run().assertRefused(3,
-                "J_SignInit: NO ERROR DESC FOUND (CKR_KEY_TYPE_INCONSISTENT, 0x63)");
-        var error = user("sign", data, "--label", "rsa", "--mechanism", "AES_CMAC", "--json").run().assertStatus(3)
+        user("sign", data, "--label", "rsa", "--mechanism", "RSA_9796").run().assertRefused(3,
+                "J_SignInit: MECHANISM INVALID (CKR_MECHANISM_INVALID, 0x70)");
+        var error = user("sign", data, "--label", "rsa", "--mechanism", "RSA_9796", "--json").run().assertStatus(3)
                 .error();
         assertEquals("J_SignInit", error.get("function").getAsString());
-        assertEquals("CKR_KEY_TYPE_INCONSISTENT", error.get("code").getAsString());
-        assertEquals(0x63, error.get("returnValue").getAsInt());
-        assertEquals("NO ERROR DESC FOUND", error.get("text").getAsString());
+        assertEquals("CKR_MECHANISM_INVALID", error.get("code").getAsString());
+        assertEquals(0x70, error.get("returnValue").getAsInt());
+        assertEquals("MECHANISM INVALID", error.get("text").getAsString());
         assertEquals(3, error.get("exitCode").getAsInt());
+        user("sign", data, "--label", "rsa", "--mechanism", "AES_CMAC").run().assertRefused(2,
+                "CKM_AES_CMAC is not for a key of type CKK_RSA");
         user("sign", data, "--label", "rsa").pin("9999").run().assertRefused(3,
                 "J_Login: PIN INCORRECT (CKR_PIN_INCORRECT, 0xA0)");
     }
