@@ -112,11 +112,11 @@ TEST_F(AttributeAccessTest, HandlesKeepAllTheirBits) {
   module.answer("C_GetAttributeValue CKR_OK length=0 always");
   read(0x123456789, CKA_LABEL);
   read(static_cast<jlong>(0xFFFFFFFF80000001), jvm::Ints{CKA_LABEL});
-  write(0x80000000, nullptr);
+  write(0x900000001, nullptr);
   EXPECT_MODULE_TRACE(R"(
     C_GetAttributeValue session=0x5E51 object=0x123456789 template=[0x3 2048:non-null] -> CKR_OK length=0
     C_GetAttributeValue session=0x5E51 object=0xFFFFFFFF80000001 template=[0x3 2048:non-null] -> CKR_OK length=0
-    C_SetAttributeValue session=0x5E51 object=0x80000000 template=null:0 -> CKR_OBJECT_HANDLE_INVALID
+    C_SetAttributeValue session=0x5E51 object=0x900000001 template=null:0 -> CKR_OBJECT_HANDLE_INVALID
   )");
 }
 

@@ -345,6 +345,20 @@ TEST_F(ReadTemplateTest, RefusedElementsRaiseAText) {
   EXPECT_EQ(TemplateLen, 0U);
 }
 
+TEST_F(ReadTemplateTest, NoOldValueRemainsWhereARefusedReadWasToGo) {
+  CK_FUNCTION_LIST list = {};
+  list.C_GetAttributeValue = [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR, CK_ULONG) -> CK_RV {
+    return CKR_ATTRIBUTE_TYPE_INVALID;
+  };
+  functionList = &list;
+  CK_BYTE buffer[kReadBufferSize];
+  CK_ATTRIBUTE entry = {CKA_ID, buffer, sizeof buffer};
+  jobject value = env.integer(7);
+  EXPECT_EQ(readAttribute(jni, 1, 2, entry, value), CK_RV{CKR_ATTRIBUTE_TYPE_INVALID});
+  EXPECT_EQ(value, nullptr);
+  functionList = nullptr;
+}
+
 TEST_F(ReadTemplateTest, ASingleEntryHasABufferOfItsOwn) {
   CK_ATTRIBUTE entries[2] = {};
   Attribute2CKAttribute_Get(jni, CKA_VALUE, &entries[0]);

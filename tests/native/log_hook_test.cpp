@@ -11,7 +11,10 @@ namespace {
 struct Heard {
   std::string text;
   CK_RV Rv;
+  std::size_t thrown;  ///< how many exceptions `watched` had seen by then
 };
+
+const jvm::RecordingEnv* watched = nullptr;
 
 std::vector<Heard>& heard() {
   static std::vector<Heard> all;
@@ -26,7 +29,7 @@ void LogFunction(const char* sFuncName, CK_RV Rv, ...) {
   va_start(arguments, Rv);
   std::vsnprintf(text, sizeof text, sFuncName, arguments);
   va_end(arguments);
-  heard().push_back({text, Rv});
+  heard().push_back({text, Rv, watched == nullptr ? 0 : watched->thrown().size()});
 }
 
 const char* g_sLogPath = nullptr;
@@ -202,6 +205,35 @@ TEST_F(UnboundLogHookTest, HearsTheStepsOfALifecycle) {
   EXPECT_EQ((Texts{"Finalize - entry", "Finalize : before C_Finalize call", "Finalize : C_Finalize call passed.",
                    "Finalize - exit"}),
             takeHeard());
+}
+
+class FailingInitializeTest : public UnboundLogHookTest {
+protected:
+  ~FailingInitializeTest() override { watched = nullptr; }
+
+  void expectExceptionHeardBeforeTheReport() {
+    watched = &env;
+    Java_velnor_nat_NativeCryptoki_Initialize(jni, cryptoki, nullptr);
+    ASSERT_EQ(env.thrown().size(), 1U);
+    std::size_t told = 0;
+    for (const Heard& call : heard()) {
+      if (call.text == "Initialize : exception.") {
+        EXPECT_EQ(call.thrown, 0U);
+        ++told;
+      }
+    }
+    EXPECT_EQ(told, 1U);
+  }
+};
+
+TEST_F(FailingInitializeTest, HearsOfAReturnValueBeforeItIsReported) {
+  bInitialized = true;
+  expectExceptionHeardBeforeTheReport();
+}
+
+TEST_F(FailingInitializeTest, HearsOfATextBeforeItIsReported) {
+  std::strcpy(sLibName, "/no/such/module.so");
+  expectExceptionHeardBeforeTheReport();
 }
 
 TEST_F(LogHookTest, HearsTheModuleCallsOfASignature) {

@@ -71,4 +71,11 @@ TEST_F(LoadAllocationsTest, FailedLoadsKeepNothing) {
   }
 }
 
+TEST_F(LoadAllocationsTest, PathThatDoesNotFitIsNotKept) {
+  const CurrentDirectory here(directory.path());
+  const jstring name = env.string("library", copyTooDeep(module.path()));
+  EXPECT_FALSE(loadWithout(1000, name));
+  EXPECT_EQ(env.pendingReport()->message, "full path of the pkcs#11 library is too long");
+}
+
 }  // namespace

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <unistd.h>
 
 /// A directory that goes away with everything in it.
 class ModuleDirectory {
@@ -44,6 +45,34 @@ public:
 private:
   std::filesystem::path path_;
 };
+
+class CurrentDirectory {
+public:
+  explicit CurrentDirectory(const std::filesystem::path& path) : before_(std::filesystem::current_path()) {
+    std::filesystem::current_path(path);
+  }
+  CurrentDirectory(const CurrentDirectory&) = delete;
+  CurrentDirectory& operator=(const CurrentDirectory&) = delete;
+  ~CurrentDirectory() { std::filesystem::current_path(before_); }
+
+private:
+  std::filesystem::path before_;
+};
+
+/// Copies the module to a place below the current directory whose full path has more than 4096 characters, goes to the
+/// directory above it, and answers the name to load it by from there. What is made goes with the outer directory.
+inline std::string copyTooDeep(const char* module) {
+  const std::string name(250, 'd');
+  for (std::size_t depth = 0; depth < 4096; depth += name.size() + 1) {
+    std::filesystem::create_directory(name);
+    if (chdir(name.c_str()) != 0) {
+      throw std::runtime_error("no way down");
+    }
+  }
+  std::filesystem::create_directory("deep");
+  std::filesystem::copy_file(module, "deep/module.so");
+  return "deep/module.so";
+}
 
 /// Whether the file is mapped into this process.
 inline bool isMapped(const std::string& path) {

@@ -14,19 +14,6 @@
 
 namespace {
 
-class CurrentDirectory {
-public:
-  explicit CurrentDirectory(const std::filesystem::path& path) : before_(std::filesystem::current_path()) {
-    std::filesystem::current_path(path);
-  }
-  CurrentDirectory(const CurrentDirectory&) = delete;
-  CurrentDirectory& operator=(const CurrentDirectory&) = delete;
-  ~CurrentDirectory() { std::filesystem::current_path(before_); }
-
-private:
-  std::filesystem::path before_;
-};
-
 class ModuleFilesTest : public UnboundTest {
 protected:
   bool isSecondAuthenticationRequired() {
@@ -90,9 +77,10 @@ INSTANTIATE_TEST_SUITE_P(
         // Only blanks and zeroes end the way back, so a name found in an address leads to the line before.
         Mention{"WayBackCrossesLines", kMap, "7f00", "/usr/bin/java"},
         Mention{"NameThatBeginsWithABlank", kMap, " /usr", "/usr/bin/java"},
-        Mention{"NothingBehindTheBlank", "a \nb", " \n", ""}, Mention{"CaseMatters", kMap, "LIBMODULE.SO", {}},
-        Mention{"NotMentioned", kMap, "libabsent.so", {}}, Mention{"EmptyMap", "", "x", {}},
-        Mention{"BeginsWithTheMap", "lib.so\n", "lib.so", "lib.so"},
+        Mention{"NameWithABlankBehindItsFirstCharacter", kMap, "h blank/", "/opt/with blank/libother.so"},
+        Mention{"NothingMentionedInAnEmptyMap", "", "", {}}, Mention{"NothingBehindTheBlank", "a \nb", " \n", ""},
+        Mention{"CaseMatters", kMap, "LIBMODULE.SO", {}}, Mention{"NotMentioned", kMap, "libabsent.so", {}},
+        Mention{"EmptyMap", "", "x", {}}, Mention{"BeginsWithTheMap", "lib.so\n", "lib.so", "lib.so"},
         Mention{"ZeroBeginsAPath", "a b\0c/lib.so\n"s, "lib", "c/lib.so"},
         Mention{"ZeroDoesNotEndAPath", "a /lib.so\0x\ny"s, "lib", "/lib.so\0x"s},
         Mention{"LongPathIsNotCut", "a " + kLongDirectory + "/m.so\n", "m.so", kLongDirectory + "/m.so"},
@@ -111,6 +99,17 @@ TEST_F(ModuleFilesTest, RefusedStringIsJavasOwnAffair) {
   env.failNext("NewStringUTF", jvm::Leaving::Exception);
   EXPECT_EQ(Java_velnor_nat_NativeCryptoki_getLastLoadedLibraryFullPath(jni, NativeCryptoki), nullptr);
   EXPECT_EQ(env.pendingClass(), "java/lang/OutOfMemoryError");
+}
+
+TEST_F(ModuleFilesTest, NameAndPathAreCopiedToTheirEndAndNoFurther) {
+  std::memset(sLibName, 'x', sizeof sLibName);
+  std::memset(sLibFullPath, 'x', sizeof sLibFullPath);
+  load(module.path());
+  const std::size_t end = std::strlen(module.path());
+  EXPECT_STREQ(sLibName, module.path());
+  EXPECT_STREQ(sLibFullPath, module.path());
+  EXPECT_EQ(sLibName[end + 1], 'x');
+  EXPECT_EQ(sLibFullPath[end + 1], 'x');
 }
 
 TEST_F(ModuleFilesTest, AbsoluteNameIsTakenWithoutALookAtTheFileSystem) {
@@ -216,37 +215,12 @@ TEST_F(ModuleFilesTest, BareNameThatIsNowhereIsReported) {
                                           "file: No such file or directory");
 }
 
-/// Goes down until the path of the current directory has at least `length` characters; what is made goes with the outer
-/// directory.
-void descend(std::size_t length) {
-  const std::string name(250, 'd');
-  for (std::size_t depth = 0; depth < length; depth += name.size() + 1) {
-    ASSERT_EQ(mkdir(name.c_str(), 0755), 0);
-    ASSERT_EQ(chdir(name.c_str()), 0);
-  }
-}
-
 // Cut to the buffer it would name another file, and the configuration of another module would count.
 TEST_F(ModuleFilesTest, PathThatDoesNotFitIsRefused) {
   const CurrentDirectory here(directory.path());
-  directory.copy(module.path(), "m.so");
-  const int source = open("m.so", O_RDONLY | O_CLOEXEC);
-  ASSERT_GE(source, 0);
-  descend(4096);
-  ASSERT_EQ(mkdir("deep", 0755), 0);
-  const int target = open("deep/module.so", O_CREAT | O_WRONLY | O_CLOEXEC, 0755);
-  ASSERT_GE(target, 0);
-  for (char block[4096];;) {
-    const ssize_t size = read(source, block, sizeof block);
-    if (size <= 0) {
-      break;
-    }
-    ASSERT_EQ(write(target, block, static_cast<std::size_t>(size)), size);
-  }
-  close(source);
-  close(target);
+  const std::string name = copyTooDeep(module.path());
   std::strcpy(sLibFullPath, "/before");
-  Java_velnor_nat_NativeCryptoki_loadCryptokiLibrary(jni, NativeCryptoki, env.string("library", "deep/module.so"));
+  Java_velnor_nat_NativeCryptoki_loadCryptokiLibrary(jni, NativeCryptoki, env.string("library", name));
   EXPECT_EQ(env.pending(),
             R"(CryptokiException("loadCryptokiLibrary", 5, "full path of the pkcs#11 library is too long"))");
   EXPECT_EQ(functionList, nullptr);

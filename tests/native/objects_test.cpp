@@ -133,12 +133,17 @@ TEST_F(ObjectsTest, GivenHandlesKeepAllTheirBits) {
   module.answer("C_GetObjectSize CKR_OK size=9");
   copy(kWide, nullptr);
   destroy(kHigh);
-  sizeOf(0x80000000);
+  sizeOf(kHigh);
   EXPECT_MODULE_TRACE(R"(
     C_CopyObject session=0x5E51 object=0x123456789 template=null:0 -> CKR_OK handle=0x1
     C_DestroyObject session=0x5E51 object=0xFFFFFFFF80000001 -> CKR_OK
-    C_GetObjectSize session=0x5E51 object=0x80000000 -> CKR_OK size=0x9
+    C_GetObjectSize session=0x5E51 object=0xFFFFFFFF80000001 -> CKR_OK size=0x9
   )");
+}
+
+TEST_F(ObjectsTest, AnObjectThatTheModuleGivesNoSizeHasNone) {
+  module.answer("C_GetObjectSize CKR_OK");
+  EXPECT_EQ(sizeOf(hData), 0);
 }
 
 TEST_F(ObjectsTest, AHandleThatAFailureLeftBehindIsNoHandle) {

@@ -323,6 +323,20 @@ TEST_F(OpeningTest, LogsInWithTheModulesWholeHandle) {
   )");
 }
 
+TEST_F(OpeningTest, HasHandleZeroWhenTheModuleNamesNone) {
+  module.answer("C_OpenSession CKR_OK");
+  EXPECT_EQ(env.show(open()), "NativeSession(slot, 0)");
+}
+
+TEST_F(OpeningTest, OneCharacterIsAPin) {
+  module.answer("C_Login CKR_PIN_INCORRECT");
+  EXPECT_EQ(open(CKU_USER, env.string("pin", "1")), nullptr);
+  EXPECT_MODULE_TRACE(R"(
+    C_OpenSession slot=0x11 flags=0x6 application=null notify=null -> CKR_OK handle=0x5E52
+    C_Login session=0x5E52 userType=0x1 pin="1" -> CKR_PIN_INCORRECT
+  )");
+}
+
 TEST_F(OpeningTest, MeasuresThePinInBytesOfModifiedUtf8) {
   module.answer("C_Login CKR_OK");
   EXPECT_NE(open(CKU_USER, env.string("pin", std::u16string(u"\u00e9\u20ac\0a", 4))), nullptr);

@@ -20,10 +20,9 @@ class SignTest : public SigningTest {
 protected:
   SignTest() { start(); }
 
-  jbyteArray sign(jboolean bInit = JNI_FALSE, jint dataLen = 5) {
+  jbyteArray sign() {
     return Java_velnor_nat_NativeSession_J_1Sign__JZLvelnor_Mechanism_2J_3BII(
-        jni, session, static_cast<jlong>(hSession), bInit, mechanism, static_cast<jlong>(hPrivateKey), data, 2,
-        dataLen);
+        jni, session, static_cast<jlong>(hSession), JNI_FALSE, mechanism, static_cast<jlong>(hPrivateKey), data, 2, 5);
   }
 };
 
@@ -133,11 +132,15 @@ TEST_F(SignTest, ReportsThatTheArrayCouldNotBeMade) {
   )");
 }
 
-TEST_F(SignTest, ANegativeLengthReachesTheModuleWidened) {
-  module.answer("C_Sign CKR_DATA_LEN_RANGE unread");
-  EXPECT_EQ(sign(JNI_FALSE, -1), nullptr);
+TEST_F(SignTest, BothCallsTakeTheWholeSessionAndTheWidenedLength) {
+  module.answer("C_Sign CKR_OK length=9 unread");
+  module.answer("C_Sign CKR_DATA_INVALID unread");
+  EXPECT_EQ(Java_velnor_nat_NativeSession_J_1Sign__JZLvelnor_Mechanism_2J_3BII(
+                jni, session, 0x900000001, JNI_FALSE, mechanism, static_cast<jlong>(hPrivateKey), data, 2, -1),
+            nullptr);
   EXPECT_MODULE_TRACE(R"(
-    C_Sign session=0x5E51 data=non-null dataLength=0xFFFFFFFFFFFFFFFF buffer=null length=0 -> CKR_DATA_LEN_RANGE
+    C_Sign session=0x900000001 data=non-null dataLength=0xFFFFFFFFFFFFFFFF buffer=null length=0 -> CKR_OK length=9
+    C_Sign session=0x900000001 data=non-null dataLength=0xFFFFFFFFFFFFFFFF buffer=non-null length=9 -> CKR_DATA_INVALID
   )");
 }
 

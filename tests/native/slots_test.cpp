@@ -411,7 +411,7 @@ INSTANTIATE_TEST_SUITE_P(Slots, TokenNumberTest,
                          [](const auto& tested) { return std::string(tested.param.field); });
 
 TEST_F(SlotInfoTest, ConvertsTheNumbersOfATokenBeforeItMakesAnyString) {
-  module.answer("C_GetTokenInfo ulSessionCount=0x80000000");
+  module.answer("C_GetTokenInfo ulFreePrivateMemory=0x80000000");
   env.failNext("NewStringUTF");
   EXPECT_EQ(getTokenInfo(), nullptr);
   const std::vector<std::string> thrown = {kTooWide,
