@@ -55,7 +55,7 @@ public final class NativeLibrary {
         if (!platform.equals("Linux on amd64")) {
             throw new UnsatisfiedLinkError(FILE + " is made for Linux on amd64, but this is " + platform);
         }
-        StringBuilder told = new StringBuilder(FILE + " was not loaded.");
+        StringBuilder told = new StringBuilder(FILE + " was not loaded:");
         for (Map.Entry<String, Place> place : places().entrySet()) {
             String failure = failureOf(place.getValue());
             if (failure == null) {
@@ -123,8 +123,8 @@ public final class NativeLibrary {
     }
 
     /**
-     * The file is in nobody else's reach before it is loaded, and needs no name afterwards: nothing is left behind,
-     * however the process ends.
+     * The file is in nobody else's reach before it is loaded, and needs no name afterwards: only a process that is
+     * killed in between leaves something behind.
      */
     private static void loadPacked() throws IOException {
         try (InputStream packed = NativeLibrary.class.getResourceAsStream(RESOURCE)) {

@@ -1,7 +1,5 @@
 package velnor.cli;
 
-import java.util.stream.Collectors;
-
 import velnor.CryptokiException;
 
 /** What a command could not do, in the words that its user reads. */
@@ -33,8 +31,8 @@ final class Failure extends RuntimeException {
 
     /** The message has a line for each place where the native library was looked for. */
     static Failure cannotLoad(UnsatisfiedLinkError cause) {
-        String places = cause.getMessage().lines().map(String::strip).collect(Collectors.joining("; "));
-        return new Failure(ExitCode.CANNOT_LOAD, places, cause);
+        String line = cause.getMessage().replace(":\n  ", ": ").replace("\n  ", "; ").replace("\n", ". ");
+        return new Failure(ExitCode.CANNOT_LOAD, line, cause);
     }
 
     static Failure timeout(String message) {

@@ -22,7 +22,8 @@ import picocli.CommandLine.Option;
             "6:the module, the native library or a jar cannot be loaded",
             "7:wait: nothing happened in time",
             "70:a defect in this program",
-            "130:interrupted",
+            "130:ended by Ctrl-C",
+            "143:ended by SIGTERM",
         })
 final class StandardOptions {
     static final String JSON = "--json";

@@ -98,9 +98,9 @@ class NativeLibraryTest {
     @Test
     void nothingTakesThePlaceOfTheNamedFile() throws Exception {
         Files.copy(SHIPPED, neighbour());
-        assertEquals("libharlune.so was not loaded.\n  -Dvelnor.library=/none: Can't load library: /none" + WAY_OUT,
+        assertEquals("libharlune.so was not loaded:\n  -Dvelnor.library=/none: Can't load library: /none" + WAY_OUT,
                 run("", "-Dvelnor.library=/none"));
-        assertEquals("libharlune.so was not loaded.\n  -Dvelnor.library=" + OTHER_LIBRARY
+        assertEquals("libharlune.so was not loaded:\n  -Dvelnor.library=" + OTHER_LIBRARY
                 + ": another library, without the native methods of velnor.nat" + WAY_OUT,
                 run("", "-Dvelnor.library=" + OTHER_LIBRARY));
     }
@@ -136,7 +136,7 @@ class NativeLibraryTest {
     @Test
     void everyPlaceThatWasTriedIsTold() throws Exception {
         unpack();
-        assertEquals("libharlune.so was not loaded.\n"
+        assertEquals("libharlune.so was not loaded:\n"
                 + "  beside velnor.jar: there is no " + neighbour() + "\n"
                 + "  in velnor.jar: there is no /" + PACKED + "\n"
                 + "  on the library path: no harlune in java.library.path: " + onPath + WAY_OUT,
@@ -148,7 +148,7 @@ class NativeLibraryTest {
         Files.write(neighbour(), withAHugeSegment(Files.readAllBytes(SHIPPED)));
         repack(NativeLibraryTest::forA32BitMachine);
         String told = run("", libraryPath());
-        assertTrue(told.matches("libharlune\\.so was not loaded\\.\n"
+        assertTrue(told.matches("libharlune\\.so was not loaded:\n"
                 + "  beside velnor\\.jar: " + neighbour() + ": .*failed to map segment[^;]*\n"
                 + "  in velnor\\.jar: " + temporary + "/velnor\\d+/libharlune\\.so: .*wrong ELF class[^;]*\n"
                 + "  on the library path: no harlune in .*" + WAY_OUT), told);

@@ -26,7 +26,7 @@ class UsageTest {
             "encrypt", "decrypt", "digest", "random", "init-token", "set-pin", "wait"}) {
             assertTrue(help.contains("\n  " + command + " "), command);
         }
-        for (int code : new int[] {0, 1, 2, 3, 4, 5, 6, 7, 70, 130}) {
+        for (int code : new int[] {0, 1, 2, 3, 4, 5, 6, 7, 70, 130, 143}) {
             assertTrue(help.contains("\n  " + code + " "), () -> "exit code " + code);
         }
     }
@@ -117,7 +117,7 @@ class UsageTest {
     @Test
     void aMissingNativeLibraryIsTold() throws Exception {
         Velnor.of("info", "--module", NO_MODULE).option("-Dvelnor.library=/none").run().assertRefused(6,
-                "libharlune.so was not loaded.; -Dvelnor.library=/none: Can't load library: /none; Name the file with"
+                "libharlune.so was not loaded: -Dvelnor.library=/none: Can't load library: /none. Name the file with"
                         + " -Dvelnor.library=/path/to/libharlune.so");
     }
 
