@@ -275,10 +275,11 @@ public final class Cryptoki implements AutoCloseable {
      * @throws IllegalStateException when the module is closed, or was meanwhile
      */
     public Optional<TokenSlot> waitForSlotEvent(Duration timeout) throws InterruptedException {
+        Duration wanted = timeout.isNegative() ? Duration.ZERO : timeout;
         long begin = System.nanoTime();
         for (;;) {
             Optional<TokenSlot> event = pollSlotEvent();
-            Duration left = timeout.minusNanos(System.nanoTime() - begin);
+            Duration left = wanted.minusNanos(System.nanoTime() - begin);
             if (event.isPresent() || left.isNegative() || left.isZero()) {
                 return event;
             }

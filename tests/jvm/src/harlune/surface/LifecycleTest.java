@@ -242,7 +242,12 @@ class LifecycleTest {
             ScriptedModule.answer("C_WaitForSlotEvent slot=0x22");
             assertEquals(0x22, cryptoki.waitForSlotEvent(Duration.ofMinutes(1)).orElseThrow().slotID());
             ScriptedModule.answer("C_WaitForSlotEvent slot=0x22");
+            assertThrows(NullPointerException.class, () -> cryptoki.waitForSlotEvent(null), "and the event is kept");
             assertEquals(0x22, cryptoki.waitForSlotEvent(Duration.ZERO).orElseThrow().slotID());
+            assertEquals(Optional.empty(), cryptoki.waitForSlotEvent(Duration.ofSeconds(Long.MIN_VALUE)));
+            ScriptedModule.answer("C_WaitForSlotEvent CKR_NO_EVENT");
+            ScriptedModule.answer("C_WaitForSlotEvent slot=0x22");
+            assertEquals(0x22, cryptoki.waitForSlotEvent(Duration.ofSeconds(Long.MAX_VALUE)).orElseThrow().slotID());
         }
     }
 
