@@ -121,17 +121,19 @@ TEST_F(TemplateMemoryTest, AnEmptyTemplateAndNoneAtAllAreFreed) {
 
 // The buffer holds what was read last, which may be a key.
 TEST_F(TemplateMemoryTest, AReadTemplateIsTwoBlocks) {
-  const jintArray types = env.ints("types", {CKA_CLASS, CKA_LABEL, CKA_VALUE});
-  AllocationScope scope;
-  EXPECT_EQ(buildForReading(types), "");
-  EXPECT_EQ(scope.count(), 2U);
-  static_cast<char*>(Template[2].pValue)[2047] = 'k';
-  const std::vector<const void*> blocks = {Template[0].pValue, Template};
-  FreedBlocks freed(scope);
-  freeReadTemplate(Template, TemplateLen);
-  EXPECT_EQ(freed.addresses(), blocks);
-  EXPECT_EQ(freed.notWiped(), 0U);
-  EXPECT_EQ(freed.list().front().size, 2048U);
+  for (const jvm::Ints& types : {jvm::Ints{CKA_VALUE}, jvm::Ints{CKA_CLASS, CKA_LABEL, CKA_VALUE}}) {
+    const jintArray jTypes = env.ints("types", types);
+    AllocationScope scope;
+    EXPECT_EQ(buildForReading(jTypes), "");
+    EXPECT_EQ(scope.count(), 2U);
+    static_cast<char*>(Template[TemplateLen - 1].pValue)[2047] = 'k';
+    const std::vector<const void*> blocks = {Template[0].pValue, Template};
+    FreedBlocks freed(scope);
+    freeReadTemplate(Template, TemplateLen);
+    EXPECT_EQ(freed.addresses(), blocks);
+    EXPECT_EQ(freed.notWiped(), 0U);
+    EXPECT_EQ(freed.list().front().size, 2048U);
+  }
 }
 
 // Until a buffer is had, every entry tries once: those before have none and the rest share it.
