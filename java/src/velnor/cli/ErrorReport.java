@@ -80,11 +80,15 @@ final class ErrorReport {
     }
 
     private static String message(FileSystemException e) {
-        String reason = e instanceof NoSuchFileException ? "there is no such file or directory"
+        return e.getFile() + ": " + reason(e);
+    }
+
+    /** What is wrong with a file, without its name. */
+    static String reason(FileSystemException e) {
+        return e instanceof NoSuchFileException ? "there is no such file or directory"
                 : e instanceof AccessDeniedException ? "permission denied"
                 : e instanceof FileAlreadyExistsException ? "exists already"
                 : e.getReason();
-        return e.getFile() + ": " + reason;
     }
 
     private String stackTrace() {

@@ -1,6 +1,7 @@
 package velnor.cli;
 
 import java.io.IOException;
+import java.util.List;
 
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
@@ -25,6 +26,11 @@ final class InitTokenCommand extends ModuleCommand {
 
     @Option(names = "--force", description = "Destroy what is on a token that is in use.")
     private boolean force;
+
+    @Override
+    List<PinSource> pins() {
+        return List.of(soPin.source());
+    }
 
     @Override
     int run(Cryptoki cryptoki) throws IOException {

@@ -20,6 +20,10 @@ final class LoginOptions {
 
     private String known;
 
+    PinSource pin() {
+        return pin.source();
+    }
+
     /**
      * Logs in where the token wants a login: for a command that needs one always, for the others when it was asked for
      * or when a PIN is at hand.

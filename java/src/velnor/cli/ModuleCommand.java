@@ -2,6 +2,7 @@ package velnor.cli;
 
 import java.io.IOException;
 import java.nio.file.Path;
+import java.util.List;
 import java.util.concurrent.Callable;
 
 import picocli.CommandLine.Mixin;
@@ -26,19 +27,25 @@ abstract class ModuleCommand implements Callable<Integer> {
     void prepare() throws IOException {
     }
 
+    /** The PINs that may be wanted. */
+    List<PinSource> pins() {
+        return List.of();
+    }
+
     abstract int run(Cryptoki cryptoki) throws IOException;
 
     @Override
     public final Integer call() throws IOException {
         String name = moduleName();
         prepare();
+        pins().forEach(PinSource::prepare);
         try (Cryptoki cryptoki = open(name)) {
             return run(cryptoki);
         }
     }
 
     private String moduleName() {
-        String name = module != null ? module : System.getenv(VARIABLE);
+        String name = module != null ? module : LocaleText.requireMeant(System.getenv(VARIABLE), VARIABLE, "");
         if (name == null || name.isEmpty()) {
             throw Failure.usage("no module: name one with --module, or in the environment variable " + VARIABLE);
         }

@@ -1,5 +1,8 @@
 package velnor.cli;
 
+import java.util.Locale;
+import java.util.Set;
+
 import velnor.CKA;
 import velnor.CKK;
 import velnor.CKM;
@@ -12,6 +15,10 @@ enum Operation {
     VERIFY(CKO.PUBLIC_KEY, CKA.VERIFY),
     ENCRYPT(CKO.PUBLIC_KEY, CKA.ENCRYPT),
     DECRYPT(CKO.PRIVATE_KEY, CKA.DECRYPT);
+
+    private static final Set<Integer> NO_CIPHER = Set.of(CKK.EC, CKK.DSA, CKK.DH, CKK.X9_42_DH, CKK.GENERIC_SECRET,
+            CKK.MD5_HMAC, CKK.SHA_1_HMAC, CKK.RIPEMD128_HMAC, CKK.RIPEMD160_HMAC, CKK.SHA224_HMAC, CKK.SHA256_HMAC,
+            CKK.SHA384_HMAC, CKK.SHA512_HMAC);
 
     private final int half;
     private final int permission;
@@ -33,7 +40,11 @@ enum Operation {
 
     /** What most people mean who have such a key. */
     int usualMechanism(int keyType) {
-        Integer usual = this == SIGN || this == VERIFY ? usualSignature(keyType) : usualCipher(keyType);
+        boolean signature = this == SIGN || this == VERIFY;
+        if (!signature && NO_CIPHER.contains(keyType)) {
+            throw Failure.usage("a key of type " + CKK.name(keyType) + " does not " + name().toLowerCase(Locale.ROOT));
+        }
+        Integer usual = signature ? usualSignature(keyType) : usualCipher(keyType);
         if (usual == null) {
             throw Failure.usage("with a key of type " + CKK.name(keyType) + " say how, with --mechanism");
         }

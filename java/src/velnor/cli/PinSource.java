@@ -2,6 +2,8 @@ package velnor.cli;
 
 import java.io.BufferedReader;
 import java.io.IOException;
+import java.nio.charset.CharacterCodingException;
+import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Optional;
@@ -12,6 +14,8 @@ import java.util.Optional;
  * been the PIN, by mistake.
  */
 final class PinSource {
+    private static final String BYTE_ORDER_MARK = "\uFEFF";
+
     private final String what;
     private final String option;
     private final Path file;
@@ -35,6 +39,13 @@ final class PinSource {
         this.usualVariable = usualVariable;
     }
 
+    /** Refuses what the environment says while it costs nothing yet. */
+    void prepare() {
+        if (file == null) {
+            fromEnvironment();
+        }
+    }
+
     /** The PIN, if there is one without a question. */
     Optional<String> given() throws IOException {
         if (file != null && variable != null) {
@@ -43,20 +54,39 @@ final class PinSource {
         if (file != null) {
             return Optional.of(firstLine());
         }
-        if (variable != null) {
-            return Optional.of(Optional.ofNullable(System.getenv(variable)).orElseThrow(
-                    () -> Failure.usage("the environment variable that " + option + "-env names is not set")));
+        String pin = fromEnvironment();
+        if (pin == null && variable != null) {
+            throw Failure.usage("the environment variable that " + option + "-env names is not set");
         }
-        return Optional.ofNullable(System.getenv(usualVariable));
+        return Optional.ofNullable(pin);
+    }
+
+    private String fromEnvironment() {
+        return requireMeant(System.getenv(variable != null ? variable : usualVariable));
+    }
+
+    private String requireMeant(String pin) {
+        return LocaleText.requireMeant(pin, "the " + what, " or use " + option + "-file");
     }
 
     private String firstLine() throws IOException {
+        if (Files.isDirectory(file)) {
+            throw unreadable("it is a directory");
+        }
         try (BufferedReader reader = Files.newBufferedReader(file)) {
             String line = reader.readLine();
-            return line == null ? "" : line;
+            return line == null ? "" : line.startsWith(BYTE_ORDER_MARK) ? line.substring(1) : line;
+        } catch (CharacterCodingException e) {
+            throw unreadable("it is not UTF-8");
+        } catch (FileSystemException e) {
+            throw unreadable(ErrorReport.reason(e));
         } catch (IOException e) {
-            throw Failure.io("the file that " + option + "-file names cannot be read");
+            throw unreadable(e.getMessage());
         }
+    }
+
+    private Failure unreadable(String reason) {
+        return Failure.io("the file that " + option + "-file names cannot be read: " + reason);
     }
 
     /** The PIN, asked for if need be. */
@@ -84,6 +114,6 @@ final class PinSource {
             throw Failure.usage("the " + what + " is needed, and stdin and stdout are no terminal to ask for it: give"
                     + " it by " + option + "-file, " + option + "-env or the environment variable " + usualVariable);
         }
-        return typed;
+        return requireMeant(typed);
     }
 }

@@ -34,7 +34,7 @@ final class Program implements Runnable {
     }
 
     @Mixin
-    private StandardOptions standard;
+    private HelpOptions help;
 
     @Option(names = {"-V", "--version"}, versionHelp = true, description = "Show the version.")
     private boolean version;
@@ -52,8 +52,10 @@ final class Program implements Runnable {
         boolean json = Arrays.asList(arguments).contains(StandardOptions.JSON);
         boolean stackTrace = Arrays.asList(arguments).contains(StandardOptions.STACK_TRACE);
         try {
-            return commandLine(json, stackTrace).execute(arguments);
-        } catch (Error e) {
+            CommandLine program = commandLine(json, stackTrace);
+            LocaleText.requireMeant(program, arguments);
+            return program.execute(arguments);
+        } catch (Failure | Error e) {
             return told(e, json, stackTrace);
         }
     }

@@ -1,6 +1,7 @@
 package velnor.cli;
 
 import java.io.IOException;
+import java.util.List;
 
 import picocli.CommandLine.Mixin;
 
@@ -25,6 +26,11 @@ abstract class SessionCommand extends ModuleCommand {
     }
 
     abstract int run(Session session) throws IOException;
+
+    @Override
+    final List<PinSource> pins() {
+        return List.of(login.pin());
+    }
 
     @Override
     final int run(Cryptoki cryptoki) throws IOException {

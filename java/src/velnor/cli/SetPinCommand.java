@@ -1,6 +1,7 @@
 package velnor.cli;
 
 import java.io.IOException;
+import java.util.List;
 
 import picocli.CommandLine.ArgGroup;
 import picocli.CommandLine.Command;
@@ -41,9 +42,18 @@ final class SetPinCommand extends ModuleCommand {
     private NewPinOptions newPin;
 
     @Override
+    List<PinSource> pins() {
+        return List.of(oldPin(), newPin.source());
+    }
+
+    private PinSource oldPin() {
+        return whose.securityOfficer || whose.first ? soPin.source() : pin.source();
+    }
+
+    @Override
     int run(Cryptoki cryptoki) throws IOException {
         try (Session session = token.find(cryptoki).openSession()) {
-            String old = (whose.securityOfficer || whose.first ? soPin.source() : pin.source()).get();
+            String old = oldPin().get();
             String wanted = newPin.source().getNew();
             if (whose.securityOfficer || whose.first) {
                 session.login(UserType.SECURITY_OFFICER, old);

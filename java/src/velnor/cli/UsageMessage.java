@@ -3,6 +3,7 @@ package velnor.cli;
 import java.util.ArrayList;
 import java.util.List;
 
+import picocli.CommandLine;
 import picocli.CommandLine.ParameterException;
 import picocli.CommandLine.UnmatchedArgumentException;
 
@@ -22,6 +23,11 @@ final class UsageMessage {
     }
 
     private static String unmatched(UnmatchedArgumentException e) {
+        CommandLine program = e.getCommandLine();
+        boolean inFront = !program.getSubcommands().isEmpty();
+        if (inFront && !e.getUnmatched().get(0).startsWith("-")) {
+            return unknownCommand(e);
+        }
         List<String> options = new ArrayList<>();
         for (String argument : e.getUnmatched()) {
             if (argument.startsWith("--")) {
@@ -31,7 +37,11 @@ final class UsageMessage {
             }
         }
         if (options.isEmpty()) {
-            return e.getCommandLine().getSubcommands().isEmpty() ? "too many arguments" : unknownCommand(e);
+            return inFront ? unknownCommand(e) : "too many arguments";
+        }
+        if (program.getSubcommands().values().stream().anyMatch(command -> command.getCommandSpec().optionsMap()
+                .containsKey(options.get(0)))) {
+            return options.get(0) + " comes after the command";
         }
         return "unknown option " + String.join(", ", options)
                 + (options.stream().anyMatch(option -> option.contains("pin"))

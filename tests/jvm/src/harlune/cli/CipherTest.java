@@ -134,6 +134,21 @@ class CipherTest extends TokenCommands {
     }
 
     @Test
+    void aKeyThatIsForNoCipherIsRefused() throws Exception {
+        Path plain = file("plain", SHORT);
+        user("generate", "ec", "--label", "curve").run().assertStatus(0);
+        user("generate", "generic", "--label", "mac").run().assertStatus(0);
+        String[][] answers = {{"curve", "CKK_EC"}, {"mac", "CKK_GENERIC_SECRET"}};
+        for (String[] answer : answers) {
+            user("encrypt", plain, "--label", answer[0]).run().assertRefused(2,
+                    "a key of type " + answer[1] + " does not encrypt");
+            user("decrypt", plain, "--label", answer[0]).run().assertRefused(2,
+                    "a key of type " + answer[1] + " does not decrypt");
+        }
+        user("encrypt", plain, "--label", "curve", "--mechanism", "0x80000001").run().assertStatus(3);
+    }
+
+    @Test
     void nothingIsLeftOfAnOutputThatFailed() throws Exception {
         byte[] damaged = des3(LONG);
         damaged[damaged.length - 1] ^= 1;

@@ -90,8 +90,6 @@ class PinTest extends TokenCommands {
         anonymous("objects").pin("9999").run().assertStatus(3);
         anonymous("objects", "--pin-file", file("wrong", "9999\n".getBytes(StandardCharsets.UTF_8))).run()
                 .assertStatus(3);
-        anonymous("objects", "--pin-file", path("none")).run().assertRefused(5,
-                "the file that --pin-file names cannot be read");
         anonymous("objects", "--pin-env", "NONE").run().assertRefused(2,
                 "the environment variable that --pin-env names is not set");
         anonymous("objects", "--pin-env", "MY_PIN", "--pin-file", file).run().assertRefused(2,
@@ -100,6 +98,61 @@ class PinTest extends TokenCommands {
                 "The PIN is empty");
         anonymous("objects", "--login").run().assertRefused(2, "the PIN" + NOBODY_TO_ASK
                 + "--pin-file, --pin-env or the environment variable HARLUNE_PIN");
+    }
+
+    @Test
+    void aPinFileThatCannotBeReadIsTold() throws Exception {
+        Path latin1 = file("latin1", "pin\u00F61\n".getBytes(StandardCharsets.ISO_8859_1));
+        Path loop = Files.createSymbolicLink(path("loop"), path("loop"));
+        Object[][] files = {{path("none"), "there is no such file or directory"}, {directory, "it is a directory"},
+            {latin1, "it is not UTF-8"}, {loop, "Too many levels of symbolic links or unable to access attributes of"
+                    + " symbolic link"}};
+        for (Object[] file : files) {
+            anonymous("objects", "--pin-file", file[0]).run().assertRefused(5,
+                    "the file that --pin-file names cannot be read: " + file[1]);
+        }
+    }
+
+    @Test
+    void aByteOrderMarkIsNoPartOfThePin() throws Exception {
+        anonymous("objects", "--login", "--pin-file",
+                file("pin", ("\uFEFF" + Tokens.PIN + "\n").getBytes(StandardCharsets.UTF_8))).run().assertStatus(0);
+    }
+
+    @Test
+    void thePinMayComeFromStdin() throws Exception {
+        Process process = anonymous("objects", "--login", "--pin-file", "/dev/stdin").process()
+                .redirectInput(ProcessBuilder.Redirect.PIPE).redirectError(path("err").toFile()).start();
+        try (OutputStream in = process.getOutputStream()) {
+            in.write((Tokens.PIN + "\n").getBytes(StandardCharsets.UTF_8));
+        }
+        assertEquals(0, Velnor.status(process), () -> read("err"));
+        anonymous("objects", "--login", "--pin-file", "-").in(directory).run().assertRefused(5,
+                "the file that --pin-file names cannot be read: there is no such file or directory");
+    }
+
+    private String read(String name) {
+        try {
+            return Files.readString(path(name));
+        } catch (IOException e) {
+            return e.toString();
+        }
+    }
+
+    @Test
+    void aPinIsTheSameInEveryLocaleOrRefused() throws Exception {
+        Path old = file("old", Tokens.PIN.getBytes(StandardCharsets.UTF_8));
+        Path file = file("new", "pin\u00F61\n".getBytes(StandardCharsets.UTF_8));
+        String environment = "HARLUNE_NEW_PIN=pin\\303\\2661";
+        anonymous("set-pin", "--pin-file", old).inLocale("C", environment).run().assertRefused(2, "this locale cannot"
+                + " tell the characters of the new PIN; set LC_ALL=C.UTF-8 or use --new-pin-file");
+        anonymous("set-pin", "--pin-file", old).inLocale("C.UTF-8", environment).run().assertStatus(0);
+        Velnor.End typed = typing(anonymous("objects", "--login").inLocale("C"), "pin\u00F61");
+        assertEquals("PIN: \r\nvelnor: this locale cannot tell the characters of the PIN; set LC_ALL=C.UTF-8 or use"
+                + " --pin-file\r\n", typed.text());
+        assertEquals(2, typed.status());
+        assertEquals(0, typing(anonymous("objects", "--login").inLocale("C.UTF-8"), "pin\u00F61").status());
+        anonymous("set-pin", "--pin-file", file, "--new-pin-file", old).inLocale("C").run().assertStatus(0);
     }
 
     @Test

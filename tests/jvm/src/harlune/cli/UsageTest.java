@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
@@ -29,6 +30,7 @@ class UsageTest {
         for (int code : new int[] {0, 1, 2, 3, 4, 5, 6, 7, 70, 130, 143}) {
             assertTrue(help.contains("\n  " + code + " "), () -> "exit code " + code);
         }
+        assertTrue(help.matches("(?s).*\n  5 +a file or stream failed, or exists already\n.*"), help);
     }
 
     @ParameterizedTest
@@ -64,6 +66,62 @@ class UsageTest {
         Velnor.of("encrypt", "/dev/null", "--json", "--module", NO_MODULE).run().assertStatus(2);
         Velnor.of("wait", "--count", "0", "--module", NO_MODULE).run().assertRefused(2,
                 "--count is 1 at least, --timeout not negative");
+    }
+
+    @Test
+    void anOptionInFrontOfTheCommandIsTold() throws Exception {
+        Velnor.of("--module", NO_MODULE, "slots").run().assertRefused(2,
+                "--module comes after the command; --help tells more");
+        Velnor.of("--slot=1", "slots").run().assertRefused(2, "--slot comes after the command; --help tells more");
+        Velnor.of("--nothing", "slots").run().assertRefused(2, "unknown option --nothing; --help tells more");
+        // Here it could be overlooked, and text taken for the document.
+        assertEquals("--json comes after the command; --help tells more",
+                Velnor.of("--json", "slots", "--module", NO_MODULE).run().error().get("message").getAsString());
+        Velnor.of("sing", "--label", "k").run().assertRefused(2,
+                "there is no command sing (did you mean sign?); --help tells more");
+        Velnor.of("slots", "--curve", "P-256").run().assertRefused(2, "unknown option --curve; --help tells more");
+    }
+
+    /** The JVM reads arguments and variables in the encoding of the locale, with U+FFFD for what that does not have. */
+    @Test
+    void whatTheLocaleCannotTellIsRefused() throws Exception {
+        String[][] arguments = {{"--label", "init-token", "--label", "gr\\303\\274n"},
+            {"--label", "generate", "aes", "--label=gr\\303\\274n"}, {"--token", "objects", "--token", "\\303\\274"},
+            {"an argument", "digest", "gr\\303\\274n"}, {"an argument", "digest", "--progress", "gr\\303\\274n"},
+            {"an argument", "info", "731905\\303\\274"}, {"--out", "digest", "/dev/null", "--out", "gr\\303\\274n"},
+            {"--pin-file", "objects", "--pin-file", "731905\\303\\274"},
+            {"--pin-env", "objects", "--pin-env", "731905\\303\\274"}};
+        for (String[] attempt : arguments) {
+            Object[] words = Arrays.copyOfRange(attempt, 1, attempt.length);
+            Velnor.of(words).module(NO_MODULE).inLocale("C").run().assertRefused(2,
+                    "this locale cannot tell the characters of " + attempt[0] + "; set LC_ALL=C.UTF-8");
+        }
+        Velnor.of("info").inLocale("C", "HARLUNE_MODULE=/m\\303\\266dule").run().assertRefused(2,
+                "this locale cannot tell the characters of HARLUNE_MODULE; set LC_ALL=C.UTF-8");
+        Velnor.of("info", "--module", NO_MODULE).inLocale("C", "HARLUNE_MODULE=/m\\303\\266dule").run()
+                .assertStatus(6);
+        assertEquals(2, Velnor.of("digest", "gr\\303\\274n", "--json").inLocale("C").run().error().get("exitCode")
+                .getAsInt());
+        Velnor.of("init-token", "--label", "gr\\303\\274n", "--module", NO_MODULE).inLocale("C.UTF-8").run()
+                .assertStatus(6);
+    }
+
+    @Test
+    void aPinThatTheLocaleCannotTellIsRefusedBeforeTheModuleIsLoaded() throws Exception {
+        String[][] attempts = {{"the PIN", "--pin", "HARLUNE_PIN", "objects"},
+            {"the PIN", "--pin", "ANY", "objects", "--pin-env", "ANY"},
+            {"the PIN", "--pin", "HARLUNE_PIN", "set-pin"}, {"the new PIN", "--new-pin", "HARLUNE_NEW_PIN", "set-pin"},
+            {"the security officer's PIN", "--so-pin", "HARLUNE_SO_PIN", "set-pin", "--init"},
+            {"the security officer's PIN", "--so-pin", "HARLUNE_SO_PIN", "init-token", "--label", "any"}};
+        for (String[] attempt : attempts) {
+            Object[] words = Arrays.copyOfRange(attempt, 3, attempt.length);
+            String pin = attempt[2] + "=pin\\303\\2661";
+            Velnor.of(words).module(NO_MODULE).inLocale("C", pin).run().assertRefused(2, "this locale cannot tell the"
+                    + " characters of " + attempt[0] + "; set LC_ALL=C.UTF-8 or use " + attempt[1] + "-file");
+            Velnor.of(words).module(NO_MODULE).inLocale("C.UTF-8", pin).run().assertStatus(6);
+        }
+        Velnor.of("objects", "--pin-file", "/dev/null").module(NO_MODULE).inLocale("C", "HARLUNE_PIN=\\303\\266").run()
+                .assertStatus(6);
     }
 
     @Test

@@ -107,6 +107,17 @@ final class Velnor {
         return set("HARLUNE_PIN", pin);
     }
 
+    /** Has it run in a locale, with these variables; in them and in all arguments {@code \303\266} is two bytes. */
+    Velnor inLocale(String locale, String... variables) {
+        // Through a shell, because the locale of this JVM may not know the characters either.
+        List<String> shell = new ArrayList<>(List.of("bash", "-c",
+                "words=(); for word; do words+=(\"$(printf %b \"$word\")\"); done; exec env \"${words[@]}\"", "bash",
+                "LC_ALL=" + locale));
+        shell.addAll(List.of(variables));
+        command.addAll(0, shell);
+        return this;
+    }
+
     Velnor input(Path file) {
         input = file;
         return this;
