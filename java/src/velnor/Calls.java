@@ -9,27 +9,44 @@ import java.util.function.Supplier;
  * opening and closing of sessions) is always alone; any other call is alone too unless calls were declared concurrent.
  */
 final class Calls {
+    /** Calls of {@link #reserve} that take more of the stack than locking and unlocking do. */
+    private static final int RESERVE = 32;
+
+    private final boolean concurrent;
     private final ReentrantReadWriteLock lock = new ReentrantReadWriteLock();
-    private final Lock ordinary;
 
     Calls(Threading threading) {
-        ordinary = threading == Threading.CONCURRENT ? lock.readLock() : lock.writeLock();
+        concurrent = threading == Threading.CONCURRENT;
     }
 
     <T> T ordinary(Supplier<T> call) {
-        return holding(ordinary, call);
+        return concurrent ? holding(lock.readLock(), call) : alone(call);
     }
 
     <T> T alone(Supplier<T> call) {
-        return holding(lock.writeLock(), call);
+        if (concurrent) {
+            return holding(lock.writeLock(), call);
+        }
+        synchronized (this) {
+            return call.get();
+        }
     }
 
     private static <T> T holding(Lock lock, Supplier<T> call) {
+        reserve(RESERVE, 1, 2, 3, 4);
         lock.lock();
         try {
             return call.get();
         } finally {
             lock.unlock();
         }
+    }
+
+    /**
+     * Fails where the stack is nearly full, while nothing is held. Unlike a monitor, a lock that runs out of stack may
+     * be held already and never be given back, or be given back and wake nobody up.
+     */
+    private static long reserve(int calls, long a, long b, long c, long d) {
+        return calls == 0 ? a : reserve(calls - 1, b, c, d, a) + a * b - c * d;
     }
 }

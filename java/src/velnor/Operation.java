@@ -22,7 +22,8 @@ abstract class Operation implements AutoCloseable {
     /** What the token is given at most of an array: native code needs memory for the part and for what comes out. */
     private static final int ARRAY_PART = 1 << 24;
 
-    private enum Stage { NEW, STARTED, FED, ENDED }
+    /** FAILED is over, but what is left of it in the token has not been taken away yet. */
+    private enum Stage { NEW, STARTED, FED, FAILED, ENDED }
 
     /** A call that goes on with the operation, or starts it with the init flag of the native methods. */
     interface Step<T> {
@@ -81,30 +82,26 @@ abstract class Operation implements AutoCloseable {
             requireUsable();
             boolean init = stage == Stage.NEW;
             if (init || next == Stage.STARTED) {
-                begin();
+                begin(nat);
             }
-            Stage reached = Stage.ENDED;
             try {
                 T result = step.take(nat, init);
-                reached = next;
+                stage = next;
                 return result;
             } catch (RuntimeException | Error e) {
-                if (!isOverInToken(e)) {
-                    abandon(nat);
-                }
+                stage = Stage.FAILED;
+                giveUpAfter(e, nat);
                 throw e;
-            } finally {
-                moveTo(reached);
             }
         });
     }
 
-    private void begin() {
+    private void begin(NativeSession nat) {
         requireUsable();
         if (stage != Stage.NEW) {
             throw new IllegalStateException(this + " has begun");
         }
-        session.begin(this);
+        session.begin(this, nat);
     }
 
     /** Whether after this failure nothing can be left of the operation, so that looking for it is needless. */
@@ -133,17 +130,39 @@ abstract class Operation implements AutoCloseable {
         }
     }
 
-    private void moveTo(Stage reached) {
-        stage = reached;
-        if (stage == Stage.ENDED) {
-            session.ended(this);
+    private void giveUpAfter(Throwable failure, NativeSession nat) {
+        if (isOverInToken(failure)) {
+            stage = Stage.ENDED;
+            return;
         }
+        try {
+            giveUp(nat);
+        } catch (Error alsoFailed) {
+            failure.addSuppressed(alsoFailed);
+        }
+    }
+
+    private void giveUp(NativeSession nat) {
+        stage = Stage.FAILED;
+        abandon(nat);
+        stage = Stage.ENDED;
+    }
+
+    /**
+     * Whether nothing of the operation is left in the token. What could not be taken away when it failed, because the
+     * stack or the memory was full, is taken away now.
+     */
+    final boolean isOver(NativeSession nat) {
+        if (stage == Stage.FAILED) {
+            giveUp(nat);
+        }
+        return stage == Stage.ENDED;
     }
 
     /** Fails unless the operation can go on, in an open session. */
     final void requireUsable() {
         session.operate(nat -> {
-            if (stage == Stage.ENDED) {
+            if (stage == Stage.FAILED || stage == Stage.ENDED) {
                 throw new IllegalStateException(this + " is over");
             }
             return null;
@@ -159,8 +178,8 @@ abstract class Operation implements AutoCloseable {
      */
     public final void resume() {
         session.operate(nat -> {
-            begin();
-            moveTo(Stage.FED);
+            begin(nat);
+            stage = Stage.FED;
             return null;
         });
     }
@@ -175,10 +194,11 @@ abstract class Operation implements AutoCloseable {
     @Override
     public final void close() {
         session.operateIfOpen(nat -> {
-            if (stage == Stage.STARTED || stage == Stage.FED) {
-                abandon(nat);
+            if (stage == Stage.NEW || isOver(nat)) {
+                stage = Stage.ENDED;
+            } else {
+                giveUp(nat);
             }
-            moveTo(Stage.ENDED);
         });
     }
 

@@ -913,16 +913,12 @@ public final class Session implements AutoCloseable {
     }
 
     /** Takes note of an operation that is about to start; called inside {@link #operate}. */
-    void begin(Operation operation) {
-        Operation other = operations.putIfAbsent(operation.getClass(), operation);
-        if (other != null) {
+    void begin(Operation operation, NativeSession session) {
+        Operation other = operations.get(operation.getClass());
+        if (other != null && !other.isOver(session)) {
             throw new IllegalStateException(other + " is neither finished nor closed");
         }
-    }
-
-    /** The opposite of {@link #begin}. */
-    void ended(Operation operation) {
-        operations.remove(operation.getClass(), operation);
+        operations.put(operation.getClass(), operation);
     }
 
     /**

@@ -8,6 +8,7 @@ import harlune.support.ScriptedModule;
 
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Set;
 
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.Test;
@@ -15,10 +16,14 @@ import org.junit.jupiter.api.Timeout;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.EnumSource;
 
+import velnor.CKM;
 import velnor.Cryptoki;
 import velnor.CryptokiException;
+import velnor.Digester;
+import velnor.Mechanism;
 import velnor.Session;
 import velnor.Threading;
+import velnor.TokenSlot;
 
 /** Which calls meet inside the module, and which wait for each other. */
 @Timeout(60)
@@ -62,7 +67,8 @@ class CallsTest {
 
     /** The thread must come to wait for another one in Java. */
     private static void assertWaits(Thread thread) throws InterruptedException {
-        while (thread.getState() != Thread.State.WAITING) {
+        Set<Thread.State> waiting = Set.of(Thread.State.WAITING, Thread.State.BLOCKED);
+        while (!waiting.contains(thread.getState())) {
             assertTrue(thread.isAlive(), "the call did not wait");
             Thread.sleep(1);
         }
@@ -146,5 +152,34 @@ class CallsTest {
         Session session = cryptoki.slotsWithToken().get(0).openSession();
         startBlocked();
         assertTrue(session.isOpen() && cryptoki.isOpen());
+    }
+
+    @ParameterizedTest
+    @EnumSource(Threading.class)
+    void aFullStackLeavesNothingLocked(Threading threading) throws InterruptedException {
+        open(threading);
+        TokenSlot slot = cryptoki.slotsWithToken().get(0);
+        Thread deep = new Thread(null, () -> {
+            for (int i = 0; i < 8; i++) {
+                try (Session session = slot.openSession()) {
+                    digestAtEveryDepth(session);
+                } catch (StackOverflowError expected) {
+                    ScriptedModule.clearJournal();
+                }
+            }
+        }, "deep", 1 << 18);
+        deep.start();
+        deep.join();
+        Thread other = start(() -> slot.openSession().close());
+        other.join(10_000);
+        assertFalse(other.isAlive(), "another thread does not get in");
+    }
+
+    private static void digestAtEveryDepth(Session session) {
+        try (Digester digester = session.digester(new Mechanism(CKM.MD5))) {
+            digester.update(new byte[3]);
+            digester.digest();
+        }
+        digestAtEveryDepth(session);
     }
 }
