@@ -137,6 +137,18 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     /**
+     * Gives the module that is open in this process, as far as this class loader knows: for whoever has to close one
+     * that was lost. It does not close itself when it is collected.
+     *
+     * @return the module, or empty when none is open
+     */
+    public static Optional<Cryptoki> current() {
+        synchronized (Cryptoki.class) {
+            return Optional.ofNullable(current);
+        }
+    }
+
+    /**
      * Tells about the module.
      *
      * @return the information
@@ -156,7 +168,8 @@ public final class Cryptoki implements AutoCloseable {
 
     /**
      * Tells whether signing with this module needs a second authentication, which is so unless the file beside the
-     * module, named as the module with {@code .conf} appended, says {@code DsPinIsCNSPin=true}.
+     * module, named as the module with {@code .conf} appended, says {@code DsPinIsCNSPin=true}. This means something
+     * for modules with a signer PIN only, whose file name contains {@code sissp11}.
      *
      * @return whether it is needed
      */

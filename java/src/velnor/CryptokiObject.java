@@ -46,7 +46,7 @@ public final class CryptokiObject {
      */
     public Attribute attribute(int type) {
         for (Attribute attribute : attributes) {
-            if (attribute.type() == type) {
+            if (attribute != null && attribute.type() == type) {
                 return attribute;
             }
         }

@@ -12,6 +12,8 @@ import velnor.nat.NativeSession;
 public final class Digester extends CollectingOperation {
     /** Enough for SHA-512; a longer digest costs the token two more calls. */
     private static final int USUAL_ROOM = 64;
+    /** More than any digest that could be meant: a token that asks for as much is wrong. */
+    private static final int MOST_ROOM = 1 << 16;
 
     Digester(Session session, Mechanism mechanism) {
         super(session, "J_DigestInit", mechanism, 0);
@@ -84,7 +86,7 @@ public final class Digester extends CollectingOperation {
             if (e.code() != CKR.BUFFER_TOO_SMALL || isRefusedStart(e)) {
                 throw e;
             }
-            room = new byte[believable(whole(nat, false, data, null), Integer.MAX_VALUE)];
+            room = new byte[believable(whole(nat, false, data, null), MOST_ROOM)];
             len = whole(nat, false, data, room);
         }
         return Arrays.copyOf(room, believable(len, room.length));
@@ -97,7 +99,7 @@ public final class Digester extends CollectingOperation {
     private static int believable(int len, int room) {
         if (len < 0 || len > room) {
             throw new CryptokiException("J_Digest", CKR.GENERAL_ERROR,
-                    "the pkcs#11 library reports more than it was given room for");
+                    "the pkcs#11 library reports a digest of " + Integer.toUnsignedString(len) + " bytes");
         }
         return len;
     }

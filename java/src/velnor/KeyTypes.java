@@ -8,24 +8,32 @@ import java.util.Set;
 
 /**
  * Which keys a mechanism can work with, as far as its name says so. Tokens are bound to refuse any other key; some do
- * not look, take the bytes of one kind of key for those of another, and end the process (SoftHSM).
+ * not look, take the bytes of one kind of key for those of another, and end the process (SoftHSM, NSS).
  */
 final class KeyTypes {
     private static final Set<Integer> DIFFIE_HELLMAN = Set.of(CKK.DH, CKK.X9_42_DH);
     private static final Set<Integer> ELLIPTIC = Set.of(CKK.EC);
+    private static final Set<Integer> SECRET = Set.of(CKK.GENERIC_SECRET, CKK.DES, CKK.DES2, CKK.DES3, CKK.AES);
 
-    /** By a word of the mechanism's name; the first word that stands here decides. */
-    private static final Map<String, Set<Integer>> BY_WORD = Map.of(
-            "RSA", Set.of(CKK.RSA),
-            "DSA", Set.of(CKK.DSA),
-            "DH", DIFFIE_HELLMAN,
-            "ECDSA", ELLIPTIC,
-            "ECDH", ELLIPTIC,
-            "ECDH1", ELLIPTIC,
-            "AES", Set.of(CKK.AES));
-
-    /** With those above all the types that are judged here; any other, such as a vendor's, is the token's to judge. */
-    private static final Set<Integer> OTHERS = Set.of(CKK.GENERIC_SECRET, CKK.DES, CKK.DES2, CKK.DES3);
+    /**
+     * By a word of the mechanism's name; the first word that stands here decides. Types that stand nowhere here, such
+     * as a vendor's, are the token's to judge.
+     */
+    private static final Map<String, Set<Integer>> BY_WORD = Map.ofEntries(
+            Map.entry("RSA", Set.of(CKK.RSA)),
+            Map.entry("DSA", Set.of(CKK.DSA)),
+            Map.entry("DH", DIFFIE_HELLMAN),
+            Map.entry("ECDSA", ELLIPTIC),
+            Map.entry("ECDH", ELLIPTIC),
+            Map.entry("ECDH1", ELLIPTIC),
+            Map.entry("AES", Set.of(CKK.AES)),
+            Map.entry("DES", Set.of(CKK.DES)),
+            Map.entry("DES3", Set.of(CKK.DES2, CKK.DES3)),
+            Map.entry("HMAC", SECRET),
+            Map.entry("DERIVATION", SECRET),
+            Map.entry("CONCATENATE", SECRET),
+            Map.entry("XOR", SECRET),
+            Map.entry("EXTRACT", SECRET));
 
     private KeyTypes() {
     }
@@ -53,6 +61,6 @@ final class KeyTypes {
     }
 
     private static boolean isKnown(int type) {
-        return OTHERS.contains(type) || BY_WORD.values().stream().anyMatch(types -> types.contains(type));
+        return BY_WORD.values().stream().anyMatch(types -> types.contains(type));
     }
 }

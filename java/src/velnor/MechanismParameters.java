@@ -4,6 +4,7 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Objects;
+import java.util.regex.Pattern;
 
 import velnor.params.EXTRACTParams;
 import velnor.params.KEYDERIVATIONSTRINGDATA;
@@ -63,13 +64,20 @@ final class MechanismParameters {
         takes(KeaDeriveParams.class, CKM.KEA_KEY_DERIVE);
     }
 
+    /**
+     * The names of mechanisms that cannot do without a parameter. Without the one that native code does not pass on,
+     * some tokens end the process (NSS: {@code CKM_AES_MAC_GENERAL}).
+     */
+    private static final Pattern NEED_ONE = Pattern.compile("CKM_(\\w+_(CBC\\d*|CBC_PAD|CTR|CTS|GCM|CCM|GMAC|CFB\\d+"
+            + "|OFB\\d*|MAC_GENERAL|PSS|ENCRYPT_DATA|DERIVE|DERIVE_DH|DERIVE_DH_ECC|PRF)"
+            + "|CONCATENATE_BASE_AND_KEY|PKCS5_PBKD2)");
+
     /** What to do instead, by a part of the mechanism's name. */
     private static final List<Map.Entry<String, String>> ADVICE = List.of(
             Map.entry("_PKCS_PSS", "encode the digest in the program and sign it with CKM_RSA_X_509, or use"
                     + " CKM_RSA_PKCS"),
             Map.entry("_ECDH", "an agreement cannot be computed through this library"),
-            Map.entry("_AES_", "CKM_AES_ECB and the AES key wrapping need none, and a mode that chains can be built on"
-                    + " CKM_AES_ECB in the program"));
+            Map.entry("_AES_", "CKM_AES_ECB and the AES key wrapping need none"));
 
     private MechanismParameters() {
     }
@@ -89,16 +97,22 @@ final class MechanismParameters {
         Objects.requireNonNull(mechanism, "mechanism");
         Object parameter = mechanism.parameter();
         Class<?> taken = CLASSES.get(mechanism.mechanism());
+        String name = CKM.name(mechanism.mechanism());
         if (taken == null && parameter != null) {
-            throw new IllegalArgumentException(notPassedOn(CKM.name(mechanism.mechanism())));
+            throw new IllegalArgumentException("The native library passes no parameter on for " + name + ": "
+                    + advice(name, "use it without one, if the token allows, or another mechanism"));
+        }
+        if (taken == null && NEED_ONE.matcher(name).matches()) {
+            throw new IllegalArgumentException(name + " needs a parameter, and the native library passes none on: "
+                    + advice(name, "use another mechanism"));
         }
         if (taken != null && !taken.isInstance(parameter)) {
-            throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " takes a parameter of "
+            throw new IllegalArgumentException(name + " takes a parameter of "
                     + taken.getTypeName() + ", not "
                     + (parameter == null ? "null" : parameter.getClass().getTypeName()));
         }
         if (parameter instanceof byte[] && ((byte[]) parameter).length != IV_BYTES) {
-            throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " takes an initialisation vector of "
+            throw new IllegalArgumentException(name + " takes an initialisation vector of "
                     + IV_BYTES + " bytes, not of " + ((byte[]) parameter).length);
         }
         if (parameter instanceof MechanismParams) {
@@ -107,10 +121,8 @@ final class MechanismParameters {
         return mechanism;
     }
 
-    private static String notPassedOn(String name) {
-        String advice = ADVICE.stream().filter(entry -> name.contains(entry.getKey())).map(Map.Entry::getValue)
-                .findFirst().orElse("use it without one, if the token allows, or another mechanism");
-        return "The native library passes no parameter on for " + name + ", and the token would work without it: "
-                + advice;
+    private static String advice(String name, String otherwise) {
+        return ADVICE.stream().filter(entry -> name.contains(entry.getKey())).map(Map.Entry::getValue).findFirst()
+                .orElse(otherwise);
     }
 }

@@ -353,7 +353,7 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Saves the state of the session's operation.
+     * Saves the state of the session's operation, which goes on.
      *
      * @return the state, which only the module understands
      * @throws CryptokiException when the token does not save it ({@code CKR_STATE_UNSAVEABLE}), or there is none
@@ -363,7 +363,9 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Goes on with a saved operation that needs no key, such as a digest.
+     * Restores a saved operation that needs no key, such as a digest. An operation of its kind, made with the same
+     * mechanism, goes on with it after {@link Digester#resume()}; until that one has ended, the restored operation
+     * keeps the token from beginning another. Nobody checks that the mechanism is the same.
      *
      * @param state a state that {@link #operationState()} gave
      */
@@ -372,7 +374,7 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Goes on with a saved operation.
+     * Restores a saved operation; {@link #setOperationState(byte[])} tells how it goes on.
      *
      * @param state a state that {@link #operationState()} gave
      * @param encryptionKey the key of an encryption or decryption, or null

@@ -7,7 +7,10 @@ import java.util.Objects;
 
 /** Templates as native code can take them. */
 final class Templates {
-    /** The classes that a value may have. Native code goes by them alone and would write eight bytes for a flag. */
+    /**
+     * The values that are possible. Native code goes by their classes alone and would write eight bytes for a flag; a
+     * token that expects a number or a flag may look for it where there is none (NSS).
+     */
     private enum Kind {
         NUMBER("an Integer") {
             @Override
@@ -24,14 +27,14 @@ final class Templates {
         BYTES("a byte[] or a String") {
             @Override
             boolean takes(Object value) {
-                return value instanceof byte[] || value instanceof String;
+                return value == null || value instanceof byte[] || value instanceof String;
             }
         },
         /** Templates within templates hold pointers, which a token would follow wherever bytes of ours point. */
         NOTHING("nothing but null, as it cannot be passed on") {
             @Override
             boolean takes(Object value) {
-                return false;
+                return value == null;
             }
         };
 
@@ -94,9 +97,9 @@ final class Templates {
     private static Attribute checked(Attribute attribute) {
         Object value = attribute.uncopiedValue();
         Kind kind = KINDS.get(attribute.type());
-        if (value != null && kind != null && !kind.takes(value)) {
+        if (kind != null && !kind.takes(value)) {
             throw new IllegalArgumentException(CKA.name(attribute.type()) + " holds " + kind.described + ", not "
-                    + value.getClass().getTypeName());
+                    + (value == null ? "null" : value.getClass().getTypeName()));
         }
         return value instanceof String
                 ? new Attribute(attribute.type(), ((String) value).getBytes(StandardCharsets.UTF_8)) : attribute;

@@ -1,6 +1,7 @@
 /**
- * The values that travel between a program and a PKCS#11 token: information about the module, its slots and its tokens,
- * attributes, mechanisms, and the exception by which every failure arrives.
+ * PKCS#11 tokens for programs. {@link velnor.Cryptoki#open(String)} is the way in, {@link velnor.Session} does the
+ * work, and {@link velnor.CryptokiException} is how a token's refusal arrives. Nothing that is called here ends the JVM
+ * by itself; the native methods below it, in {@link velnor.nat}, can.
  *
  * <p>Numbers are those of the PKCS#11 standard: {@code CKA_}, {@code CKM_}, {@code CKF_} and {@code CKR_} constants.
  * They arrive as {@code int}, so a constant from 0x80000000 on is negative in Java.

@@ -77,7 +77,9 @@ class LifecycleTest {
             assertTrue(e.getMessage().contains(cryptoki.toString()), e.getMessage());
             assertEquals(List.of(), ScriptedModule.journal());
             assertTrue(cryptoki.isOpen());
+            assertEquals(Optional.of(cryptoki), Cryptoki.current());
         }
+        assertEquals(Optional.empty(), Cryptoki.current());
     }
 
     @ParameterizedTest
