@@ -1,0 +1,132 @@
+package harlune.surface;
+
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Locale;
+import java.util.function.Predicate;
+
+import velnor.CKR;
+import velnor.CryptokiException;
+
+/** Says what is wrong with the outcome of a call. */
+final class MonkeyJudge {
+    /** An answer that need not be told as an exception, in calls of these methods. */
+    record Tolerated(String methods, String functions, String codes, Predicate<Object> result, String reason) {
+        boolean covers(MonkeyCall call, MonkeyCall.Answer answer) {
+            return call.entry.name().matches(methods) && answer.function().matches(functions)
+                    && answer.code().matches(codes) && result.test(call.result);
+        }
+    }
+
+    /** Another exception that a method may throw. */
+    record Documented(String methods, Class<? extends Throwable> exception, String reason) {
+    }
+
+    private static final Predicate<Object> ANY = result -> true;
+    private static final String KEY_METHODS = "Session\\.(\\w*[eE]ncrypt\\w*|decrypt\\w*|sign\\w*|verif\\w*|isValid"
+            + "|wrapKey|unwrapKey|deriveKey)\\(.*";
+
+    static final List<Tolerated> TOLERATED = List.of(
+            new Tolerated("Cryptoki\\.open\\(.*", "C_Finalize", "\\w+", ANY,
+                    "whether the module was as it should be, its initialisation tells"),
+            new Tolerated("Cryptoki\\.(poll|waitFor)SlotEvent\\(.*", "C_WaitForSlotEvent", "CKR_NO_EVENT", ANY,
+                    "nothing has happened"),
+            new Tolerated("(Session|Verifier)\\.isValid\\(.*", "C_Verify(Final)?", "CKR_SIGNATURE_(INVALID|LEN_RANGE)",
+                    Boolean.FALSE::equals, "the answer is false"),
+            new Tolerated("Session\\.loginIfNeeded\\(.*", "C_Login", "CKR_USER_ALREADY_LOGGED_IN",
+                    Boolean.FALSE::equals, "the answer is false"),
+            new Tolerated("TokenSlot\\.supports\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID",
+                    Boolean.FALSE::equals, "the answer is false"),
+            new Tolerated("TokenSlot\\.mechanisms\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID", ANY,
+                    "is not listed"),
+            new Tolerated("Cryptoki\\.tokenByLabel\\(.*", "C_GetTokenInfo", "\\w+", ANY, "another token has the label"),
+            new Tolerated("TokenObject\\.(attributes|label|id)\\(.*", "C_GetAttributeValue",
+                    "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
+            new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
+                    "a key that does not tell its type is the token's to judge"),
+            new Tolerated("TokenSlot\\.open(ReadOnly)?Session\\(.*", "C_GetSessionInfo",
+                    "(?!CKR_SESSION_HANDLE_INVALID)\\w+", ANY, "the token knows the session"),
+            new Tolerated("(Encryptor|Decryptor|Signer|Verifier|Digester)\\.close\\(.*", "C_\\w+", "\\w+", ANY,
+                    "what is given up may be over already"));
+
+    static final List<Documented> DOCUMENTED = List.of(
+            new Documented("Attribute\\.\\w+Value\\(\\)", ClassCastException.class, "the value is of another class"),
+            new Documented("Attribute\\.\\w+Value\\(\\)", NullPointerException.class, "there is no value"),
+            new Documented("\\w+\\.check\\(\\)", NullPointerException.class, "the parameter was made with a null"),
+            new Documented("Session\\.random\\(int\\)", OutOfMemoryError.class, "two gigabytes were asked for"));
+
+    private MonkeyJudge() {
+    }
+
+    /** What is wrong, perhaps nothing. */
+    static List<String> judge(MonkeyCall call) {
+        List<String> wrong = new ArrayList<>();
+        if (call.hasChangedArguments()) {
+            wrong.add("an array that was passed in has changed");
+        }
+        List<Throwable> foreign = call.foreign.thrown();
+        if (!foreign.isEmpty() && foreign.get(foreign.size() - 1) != call.thrown) {
+            wrong.add("the exception of the program's own code is lost");
+        }
+        if (call.thrown == null) {
+            call.answers.stream().filter(answer -> isLost(call, answer))
+                    .forEach(answer -> wrong.add(answer.function() + " answered " + answer.code() + ", which is lost"));
+        } else if (!foreign.contains(call.thrown) && !isFair(call, call.thrown)) {
+            wrong.add("throws what it should not");
+        }
+        return wrong;
+    }
+
+    private static boolean isLost(MonkeyCall call, MonkeyCall.Answer answer) {
+        return answer.isRefusal() && !isRetried(call, answer)
+                && TOLERATED.stream().noneMatch(row -> row.covers(call, answer));
+    }
+
+    /** A result that did not fit was asked for once more. */
+    private static boolean isRetried(MonkeyCall call, MonkeyCall.Answer answer) {
+        List<MonkeyCall.Answer> later = call.answers.subList(call.answers.indexOf(answer) + 1, call.answers.size());
+        return answer.code().equals("CKR_BUFFER_TOO_SMALL") && later.stream()
+                .anyMatch(next -> next.function().equals(answer.function()) && !next.isRefusal());
+    }
+
+    private static boolean isFair(MonkeyCall call, Throwable thrown) {
+        if (DOCUMENTED.stream().anyMatch(row -> call.entry.name().matches(row.methods())
+                && row.exception() == thrown.getClass())) {
+            return true;
+        }
+        if (!isFromSurface(thrown)) {
+            return false;
+        }
+        if (thrown instanceof CryptokiException refusal) {
+            return isHonest(call, refusal);
+        } else if (thrown instanceof NullPointerException) {
+            return call.hasNull();
+        } else if (thrown instanceof IndexOutOfBoundsException) {
+            return call.hasWrongRange() || call.foreign.lied();
+        } else if (thrown instanceof InterruptedException) {
+            return List.of(call.entry.code().getExceptionTypes()).contains(InterruptedException.class);
+        }
+        return thrown.getClass() == IllegalArgumentException.class || thrown.getClass() == IllegalStateException.class;
+    }
+
+    private static boolean isFromSurface(Throwable thrown) {
+        for (StackTraceElement frame : thrown.getStackTrace()) {
+            if (!frame.getClassName().startsWith("java.") && !frame.getClassName().startsWith("jdk.")) {
+                return frame.getClassName().startsWith("velnor.");
+            }
+        }
+        return false;
+    }
+
+    /** The code is one that the module gave, or the text, which is no code's, tells what else is wrong. */
+    private static boolean isHonest(MonkeyCall call, CryptokiException refusal) {
+        return call.answers.isEmpty() || !refusal.text().equals(refusal.text().toUpperCase(Locale.ROOT))
+                || refusal.code() == CKR.HOST_MEMORY
+                || call.answers.stream().anyMatch(answer -> codeOf(answer) == refusal.code());
+    }
+
+    private static int codeOf(MonkeyCall.Answer answer) {
+        return answer.code().startsWith("0x") ? (int) Long.parseUnsignedLong(answer.code().substring(2), 16)
+                : CKR.forName(answer.code()).orElseThrow();
+    }
+}
