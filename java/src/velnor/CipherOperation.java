@@ -101,7 +101,7 @@ abstract class CipherOperation extends Operation {
      * @throws IllegalStateException when the operation is over, or another of its kind goes on in the session
      */
     public final byte[] finish(byte[] input, int off, int len) {
-        Objects.checkFromIndexSize(off, len, input.length);
+        requireInput(input, off, len);
         return end((nat, init) -> exactly(input, off, len, all -> whole(nat, init, all)),
                 nat -> {
                     try (Output output = new Output()) {

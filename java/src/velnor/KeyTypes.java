@@ -7,7 +7,7 @@ import java.util.OptionalInt;
 import java.util.Set;
 
 /**
- * Which keys a mechanism can work with, as far as its name says so. Tokens are bound to refuse any other key; some do
+ * What a key can be used for, as far as the mechanism's name says so. Tokens are bound to refuse any other key; some do
  * not look, take the bytes of one kind of key for those of another, and end the process (SoftHSM, NSS).
  */
 final class KeyTypes {
@@ -53,6 +53,14 @@ final class KeyTypes {
             throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " is not for a key of type "
                     + CKK.name(type.getAsInt()));
         }
+    }
+
+    /**
+     * How many bytes the token may be given at once. Tokens are bound to refuse more, and SoftHSM ends the process.
+     */
+    static int mostInput(Mechanism mechanism, TokenObject key) {
+        return mechanism.mechanism() == CKM.RSA_X_509 ? key.modulusLength().orElse(Integer.MAX_VALUE)
+                : Integer.MAX_VALUE;
     }
 
     private static Set<Integer> suitable(int mechanism) {

@@ -40,6 +40,7 @@ abstract class Operation implements AutoCloseable {
     final long key;
     private final Session session;
     private final String startFunction;
+    private int mostInput = Integer.MAX_VALUE;
     /** Guarded by {@link Session#operate}. */
     private Stage stage = Stage.NEW;
 
@@ -48,6 +49,24 @@ abstract class Operation implements AutoCloseable {
         this.startFunction = startFunction;
         this.mechanism = mechanism;
         this.key = key;
+    }
+
+    /** Says how many bytes of input the key can take at once. */
+    final void limit(int bytes) {
+        mostInput = bytes;
+    }
+
+    /**
+     * Looks whether a range lies within its array, and whether the token can be given it at once.
+     *
+     * @throws IllegalArgumentException when the key cannot take as much
+     */
+    final void requireInput(byte[] array, int off, int len) {
+        Objects.checkFromIndexSize(off, len, array.length);
+        if (len > mostInput) {
+            throw new IllegalArgumentException(mechanism + " takes at most " + mostInput + " bytes with this key, not "
+                    + len);
+        }
     }
 
     /** The end of an operation that was given parts, whatever comes out. */

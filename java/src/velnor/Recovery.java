@@ -1,7 +1,5 @@
 package velnor;
 
-import java.util.Objects;
-
 import velnor.nat.NativeSession;
 
 /** A signature from which its data can be recovered, or the recovering: in one part, from its start to its end. */
@@ -36,7 +34,7 @@ final class Recovery extends Operation {
     }
 
     byte[] finish(byte[] input, int off, int len) {
-        Objects.checkFromIndexSize(off, len, input.length);
+        requireInput(input, off, len);
         return end((nat, init) -> {
             start.begin(nat, mechanism, key);
             return exactly(input, off, len, all -> whole.take(nat, all, 0, all.length));

@@ -632,7 +632,7 @@ public final class Session implements AutoCloseable {
      */
     public byte[] signRecover(Mechanism mechanism, TokenObject key, byte[] data, int off, int len) {
         MechanismParameters.check(mechanism);
-        try (Recovery recovery = Recovery.signing(this, mechanism, handle(mechanism, key))) {
+        try (Recovery recovery = limited(Recovery.signing(this, mechanism, handle(mechanism, key)), key)) {
             return recovery.finish(data, off, len);
         }
     }
@@ -665,7 +665,7 @@ public final class Session implements AutoCloseable {
      */
     public byte[] verifyRecover(Mechanism mechanism, TokenObject key, byte[] signature, int off, int len) {
         MechanismParameters.check(mechanism);
-        try (Recovery recovery = Recovery.verifying(this, mechanism, handle(mechanism, key))) {
+        try (Recovery recovery = limited(Recovery.verifying(this, mechanism, handle(mechanism, key)), key)) {
             return recovery.finish(signature, off, len);
         }
     }
@@ -679,7 +679,7 @@ public final class Session implements AutoCloseable {
      */
     public Encryptor encryptor(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Encryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key));
+        return limited(new Encryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
     }
 
     /**
@@ -691,7 +691,7 @@ public final class Session implements AutoCloseable {
      */
     public Decryptor decryptor(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Decryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key));
+        return limited(new Decryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
     }
 
     /**
@@ -703,7 +703,7 @@ public final class Session implements AutoCloseable {
      */
     public Signer signer(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Signer(this, MechanismParameters.check(mechanism), handle(mechanism, key));
+        return limited(new Signer(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
     }
 
     /**
@@ -715,7 +715,7 @@ public final class Session implements AutoCloseable {
      */
     public Verifier verifier(Mechanism mechanism, TokenObject key) {
         requireOpen();
-        return new Verifier(this, MechanismParameters.check(mechanism), handle(mechanism, key));
+        return limited(new Verifier(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
     }
 
     /**
@@ -982,6 +982,11 @@ public final class Session implements AutoCloseable {
             call.accept(session);
             return null;
         });
+    }
+
+    private static <T extends Operation> T limited(T operation, TokenObject key) {
+        operation.limit(KeyTypes.mostInput(operation.mechanism, key));
+        return operation;
     }
 
     /** The handle of a key that this session can use with the mechanism. */

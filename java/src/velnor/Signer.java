@@ -1,7 +1,5 @@
 package velnor;
 
-import java.util.Objects;
-
 import velnor.nat.NativeSession;
 
 /**
@@ -69,7 +67,7 @@ public final class Signer extends CollectingOperation {
      * @throws IllegalStateException when the operation is over, or another of its kind goes on in the session
      */
     public byte[] sign(byte[] data, int off, int len) {
-        Objects.checkFromIndexSize(off, len, data.length);
+        requireInput(data, off, len);
         return end((nat, init) -> exactly(data, off, len, all -> whole(nat, init, all)),
                 nat -> {
                     parts(nat, data, off, len);

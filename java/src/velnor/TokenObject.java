@@ -1,5 +1,6 @@
 package velnor;
 
+import java.math.BigInteger;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.Collections;
@@ -120,6 +121,16 @@ public final class TokenObject {
         try {
             Object type = attribute(CKA.KEY_TYPE).value();
             return type == null ? OptionalInt.empty() : OptionalInt.of((Integer) type);
+        } catch (CryptokiException untold) {
+            return OptionalInt.empty();
+        }
+    }
+
+    /** The bytes of an RSA key's modulus, or empty when the object does not tell. */
+    OptionalInt modulusLength() {
+        try {
+            int bits = new BigInteger(1, bytes(CKA.MODULUS)).bitLength();
+            return bits == 0 ? OptionalInt.empty() : OptionalInt.of((bits + 7) / 8);
         } catch (CryptokiException untold) {
             return OptionalInt.empty();
         }

@@ -56,7 +56,7 @@ public final class Verifier extends CollectingOperation {
      * @throws IllegalStateException when the operation is over, or another of its kind goes on in the session
      */
     public void verify(byte[] data, int off, int len, byte[] signature) {
-        Objects.checkFromIndexSize(off, len, data.length);
+        requireInput(data, off, len);
         Objects.requireNonNull(signature, "signature");
         this.<Void>end(
                 (nat, init) -> exactly(data, off, len, all -> {

@@ -24,6 +24,7 @@ import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.CsvSource;
 import org.junit.jupiter.params.provider.ValueSource;
 
+import velnor.CKA;
 import velnor.CKM;
 import velnor.CKR;
 import velnor.CryptokiException;
@@ -335,6 +336,29 @@ class CryptographyTest extends TokenOperations {
             assertRefusesType(mechanism, "CKK_RSA", () -> session.sign(mechanism, rsaPrivate, BLOCKS));
         }
         assertArrayEquals(Jdk.aesEcb(BLOCKS), session.encrypt(AES_ECB, aes, BLOCKS));
+    }
+
+    /** SoftHSM does not come back from more. */
+    @Test
+    void rawRsaTakesNoMoreThanTheModulus() throws GeneralSecurityException {
+        Mechanism raw = new Mechanism(CKM.RSA_X_509);
+        TokenObject rsaPublic = publicKey();
+        TokenObject rsaPrivate = privateKey();
+        byte[] number = new byte[((byte[]) rsaPublic.attribute(CKA.MODULUS).value()).length];
+        number[number.length - 1] = 3;
+        byte[] tooMuch = new byte[number.length + 1];
+        for (Executable use : List.<Executable>of(() -> session.encrypt(raw, rsaPublic, tooMuch),
+                () -> session.decrypt(raw, rsaPrivate, tooMuch), () -> session.sign(raw, rsaPrivate, tooMuch),
+                () -> session.verify(raw, rsaPublic, tooMuch, number),
+                () -> session.signRecover(raw, rsaPrivate, tooMuch),
+                () -> session.verifyRecover(raw, rsaPublic, tooMuch))) {
+            assertEquals("Mechanism[CKM_RSA_X_509] takes at most " + number.length + " bytes with this key, not "
+                    + tooMuch.length, assertThrows(IllegalArgumentException.class, use).getMessage());
+        }
+        try (Encryptor encryptor = session.encryptor(raw, rsaPublic)) {
+            assertThrows(IllegalArgumentException.class, () -> encryptor.finish(tooMuch));
+            assertArrayEquals(number, session.decrypt(raw, rsaPrivate, encryptor.finish(number)));
+        }
     }
 
     private static void assertRefusesType(Mechanism mechanism, String type, Executable use) {

@@ -51,11 +51,6 @@ interface MonkeyGround {
         return true;
     }
 
-    /** The value of an attribute that has none. */
-    default Object emptyValue() {
-        return null;
-    }
-
     /** The token must not know any session. */
     void assertNoSession(Cryptoki cryptoki);
 

@@ -114,8 +114,6 @@ class MonkeyTokenTest {
             return List.of(
                     new Deadly("CKM_AES_KEY_WRAP\\w*", key -> true,
                             "NSS frees what it has not set when the key to wrap is of the wrong kind"),
-                    new Deadly("CKM_RSA_X_509", key -> true,
-                            "SoftHSM ends the process when there are more data than the modulus has bytes"),
                     new Deadly("CKM_\\w*RSA\\w*", key -> key != null && !has(key, CKA.MODULUS),
                             "SoftHSM uses half a key that it has refused to make"));
         }

@@ -322,7 +322,7 @@ final class MonkeyValues {
     private Attribute attribute() {
         int type = number(Attribute.class);
         Object value = switch (random.nextInt(5)) {
-        case 0 -> ground.emptyValue();
+        case 0 -> null;
         case 1 -> random.nextBoolean();
         case 2 -> text();
         case 3 -> bytes();
