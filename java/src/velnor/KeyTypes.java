@@ -35,13 +35,19 @@ final class KeyTypes {
             Map.entry("XOR", SECRET),
             Map.entry("EXTRACT", SECRET));
 
+    /**
+     * What no key of the type is without. SoftHSM keeps the object when it has refused to create a key, and to use that
+     * ends the process.
+     */
+    private static final Map<Integer, Integer> ESSENTIAL = Map.of(CKK.RSA, CKA.MODULUS, CKK.DSA, CKA.PRIME);
+
     private KeyTypes() {
     }
 
     /**
      * Checks a key against a mechanism. A key that does not tell its type passes.
      *
-     * @throws IllegalArgumentException when the mechanism is not for keys of this type
+     * @throws IllegalArgumentException when the mechanism is not for keys of this type, or the key is not complete
      */
     static void check(Mechanism mechanism, TokenObject key) {
         Set<Integer> suitable = suitable(mechanism.mechanism());
@@ -49,6 +55,10 @@ final class KeyTypes {
             return;
         }
         OptionalInt type = key.keyType();
+        Integer essential = ESSENTIAL.get(type.orElse(-1));
+        if (essential != null && key.isEmpty(essential)) {
+            throw new IllegalArgumentException(key + " is not complete: it has no " + CKA.name(essential));
+        }
         if (type.isPresent() && !suitable.contains(type.getAsInt()) && isKnown(type.getAsInt())) {
             throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " is not for a key of type "
                     + CKK.name(type.getAsInt()));

@@ -19,6 +19,8 @@ public final class TokenObject {
     private final long handle;
     /** What the object has told of its key type, which never changes; null until it is asked. */
     private volatile OptionalInt keyType;
+    /** Whether the object has told that its value is empty; null until it is asked. */
+    private volatile Boolean empty;
 
     TokenObject(Session session, long handle) {
         this.session = session;
@@ -124,6 +126,19 @@ public final class TokenObject {
         } catch (CryptokiException untold) {
             return OptionalInt.empty();
         }
+    }
+
+    /** Whether the object tells that its value of this type, which is always asked for, is empty. */
+    boolean isEmpty(int type) {
+        if (empty == null) {
+            try {
+                Object value = attributeIfReadable(type).value();
+                empty = value instanceof byte[] && ((byte[]) value).length == 0;
+            } catch (CryptokiException untold) {
+                empty = false;
+            }
+        }
+        return empty;
     }
 
     /** The bytes of an RSA key's modulus, or empty when the object does not tell. */

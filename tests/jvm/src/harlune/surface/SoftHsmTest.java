@@ -16,6 +16,7 @@ import org.junit.jupiter.api.Test;
 import velnor.Attribute;
 import velnor.CKA;
 import velnor.CKF;
+import velnor.CKK;
 import velnor.CKM;
 import velnor.CKO;
 import velnor.CKR;
@@ -104,5 +105,21 @@ class SoftHsmTest {
         Attribute[] template = {new Attribute(CKA.VALUE_LEN, 16), new Attribute(CKA.TOKEN, false)};
         assertThrows(IllegalArgumentException.class, () -> session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP),
                 other.generateKey(generate, template), session.generateKey(generate, template)));
+    }
+
+    /** What is left of a creation that was refused can be found, and SoftHSM does not survive its use. */
+    @Test
+    void halfAKeyIsNotUsed() {
+        Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
+        session.login(Tokens.PIN);
+        Attribute label = new Attribute(CKA.LABEL, "half");
+        for (int type : new int[] {CKK.RSA, CKK.DSA}) {
+            Attribute keyType = new Attribute(CKA.KEY_TYPE, type);
+            assertThrows(CryptokiException.class, () -> session.createObject(label, keyType,
+                    new Attribute(CKA.CLASS, CKO.PRIVATE_KEY), new Attribute(CKA.SIGN, true)));
+            TokenObject half = session.findOne(label, keyType);
+            Mechanism mechanism = new Mechanism(type == CKK.RSA ? CKM.RSA_PKCS : CKM.DSA);
+            assertThrows(IllegalArgumentException.class, () -> session.sign(mechanism, half, new byte[20]));
+        }
     }
 }
