@@ -113,7 +113,7 @@ class MonkeyTokenTest {
         public List<Deadly> deadly() {
             return List.of(
                     new Deadly("CKM_AES_KEY_WRAP\\w*", key -> true,
-                            "NSS frees what it has not set when the key to wrap is of the wrong kind"));
+                            "NSS was seen not to come back, in freeing what it had not set"));
         }
 
         /** SoftHSM keeps what it has refused to create, and does not survive the use of half a key. */
