@@ -10,7 +10,7 @@ import velnor.nat.NativeSession;
 
 /** An operation whose output grows with its input. */
 abstract class CipherOperation extends Operation {
-    CipherOperation(Session session, String startFunction, Mechanism mechanism, long key) {
+    CipherOperation(Session session, String startFunction, Mechanism mechanism, TokenObject key) {
         super(session, startFunction, mechanism, key);
     }
 

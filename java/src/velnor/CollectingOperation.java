@@ -8,7 +8,11 @@ import velnor.nat.NativeSession;
 
 /** An operation that gives out nothing before its end. */
 abstract class CollectingOperation extends Operation {
-    CollectingOperation(Session session, String startFunction, Mechanism mechanism, long key) {
+    CollectingOperation(Session session, String startFunction, Mechanism mechanism) {
+        super(session, startFunction, mechanism);
+    }
+
+    CollectingOperation(Session session, String startFunction, Mechanism mechanism, TokenObject key) {
         super(session, startFunction, mechanism, key);
     }
 

@@ -7,7 +7,7 @@ import velnor.nat.NativeSession;
  * on there until it is finished, closed or refused; {@link Session} says what that means for others.
  */
 public final class Decryptor extends CipherOperation {
-    Decryptor(Session session, Mechanism mechanism, long key) {
+    Decryptor(Session session, Mechanism mechanism, TokenObject key) {
         super(session, "J_DecryptInit", mechanism, key);
     }
 

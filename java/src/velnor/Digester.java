@@ -16,7 +16,7 @@ public final class Digester extends CollectingOperation {
     private static final int MOST_ROOM = 1 << 16;
 
     Digester(Session session, Mechanism mechanism) {
-        super(session, "J_DigestInit", mechanism, 0);
+        super(session, "J_DigestInit", mechanism);
     }
 
     /**

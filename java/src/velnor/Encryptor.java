@@ -7,7 +7,7 @@ import velnor.nat.NativeSession;
  * finished, closed or refused; {@link Session} says what that means for others.
  */
 public final class Encryptor extends CipherOperation {
-    Encryptor(Session session, Mechanism mechanism, long key) {
+    Encryptor(Session session, Mechanism mechanism, TokenObject key) {
         super(session, "J_EncryptInit", mechanism, key);
     }
 

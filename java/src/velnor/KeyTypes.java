@@ -1,10 +1,10 @@
 package velnor;
 
-import java.util.Arrays;
-import java.util.List;
 import java.util.Map;
 import java.util.OptionalInt;
 import java.util.Set;
+import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * What a key can be used for, as far as the mechanism's name says so. Tokens are bound to refuse any other key; some do
@@ -35,6 +35,10 @@ final class KeyTypes {
             Map.entry("XOR", SECRET),
             Map.entry("EXTRACT", SECRET));
 
+    /** By the mechanism of the standard. */
+    private static final Map<Integer, Set<Integer>> SUITABLE = CKM.all().stream().distinct()
+            .collect(Collectors.toMap(mechanism -> mechanism, KeyTypes::suitable));
+
     /**
      * What no key of the type is without. SoftHSM keeps the object when it has refused to create a key, and to use that
      * ends the process.
@@ -50,13 +54,13 @@ final class KeyTypes {
      * @throws IllegalArgumentException when the mechanism is not for keys of this type, or the key is not complete
      */
     static void check(Mechanism mechanism, TokenObject key) {
-        Set<Integer> suitable = suitable(mechanism.mechanism());
+        Set<Integer> suitable = SUITABLE.getOrDefault(mechanism.mechanism(), Set.of());
         if (suitable.isEmpty()) {
             return;
         }
         OptionalInt type = key.keyType();
         Integer essential = ESSENTIAL.get(type.orElse(-1));
-        if (essential != null && key.isEmpty(essential)) {
+        if (essential != null && key.essentialLength(essential).orElse(1) == 0) {
             throw new IllegalArgumentException(key + " is not complete: it has no " + CKA.name(essential));
         }
         if (type.isPresent() && !suitable.contains(type.getAsInt()) && isKnown(type.getAsInt())) {
@@ -69,13 +73,13 @@ final class KeyTypes {
      * How many bytes the token may be given at once. Tokens are bound to refuse more, and SoftHSM ends the process.
      */
     static int mostInput(Mechanism mechanism, TokenObject key) {
-        return mechanism.mechanism() == CKM.RSA_X_509 ? key.modulusLength().orElse(Integer.MAX_VALUE)
-                : Integer.MAX_VALUE;
+        return mechanism.mechanism() == CKM.RSA_X_509
+                ? key.essentialLength(CKA.MODULUS).orElse(Integer.MAX_VALUE) : Integer.MAX_VALUE;
     }
 
     private static Set<Integer> suitable(int mechanism) {
-        List<String> words = Arrays.asList(CKM.name(mechanism).split("_"));
-        return words.stream().filter(BY_WORD::containsKey).findFirst().map(BY_WORD::get).orElse(Set.of());
+        return Stream.of(CKM.name(mechanism).split("_")).filter(BY_WORD::containsKey).findFirst().map(BY_WORD::get)
+                .orElse(Set.of());
     }
 
     private static boolean isKnown(int type) {

@@ -4,7 +4,9 @@ import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Objects;
+import java.util.Set;
 import java.util.regex.Pattern;
+import java.util.stream.Collectors;
 
 import velnor.params.EXTRACTParams;
 import velnor.params.KEYDERIVATIONSTRINGDATA;
@@ -72,6 +74,10 @@ final class MechanismParameters {
             + "|OFB\\d*|MAC_GENERAL|PSS|ENCRYPT_DATA|DERIVE|DERIVE_DH|DERIVE_DH_ECC|PRF)"
             + "|CONCATENATE_BASE_AND_KEY|PKCS5_PBKD2)");
 
+    private static final Set<Integer> IMPOSSIBLE = CKM.all().stream()
+            .filter(mechanism -> !CLASSES.containsKey(mechanism) && NEED_ONE.matcher(CKM.name(mechanism)).matches())
+            .collect(Collectors.toSet());
+
     /** What to do instead, by a part of the mechanism's name. */
     private static final List<Map.Entry<String, String>> ADVICE = List.of(
             Map.entry("_PKCS_PSS", "encode the digest in the program and sign it with CKM_RSA_X_509, or use"
@@ -97,22 +103,23 @@ final class MechanismParameters {
         Objects.requireNonNull(mechanism, "mechanism");
         Object parameter = mechanism.parameter();
         Class<?> taken = CLASSES.get(mechanism.mechanism());
-        String name = CKM.name(mechanism.mechanism());
         if (taken == null && parameter != null) {
+            String name = CKM.name(mechanism.mechanism());
             throw new IllegalArgumentException("The native library passes no parameter on for " + name + ": "
                     + advice(name, "use it without one, if the token allows, or another mechanism"));
         }
-        if (taken == null && NEED_ONE.matcher(name).matches()) {
+        if (IMPOSSIBLE.contains(mechanism.mechanism())) {
+            String name = CKM.name(mechanism.mechanism());
             throw new IllegalArgumentException(name + " needs a parameter, and the native library passes none on: "
                     + advice(name, "use another mechanism"));
         }
         if (taken != null && !taken.isInstance(parameter)) {
-            throw new IllegalArgumentException(name + " takes a parameter of "
+            throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " takes a parameter of "
                     + taken.getTypeName() + ", not "
                     + (parameter == null ? "null" : parameter.getClass().getTypeName()));
         }
         if (parameter instanceof byte[] && ((byte[]) parameter).length != IV_BYTES) {
-            throw new IllegalArgumentException(name + " takes an initialisation vector of "
+            throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " takes an initialisation vector of "
                     + IV_BYTES + " bytes, not of " + ((byte[]) parameter).length);
         }
         if (parameter instanceof MechanismParams) {

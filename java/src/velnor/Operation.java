@@ -40,20 +40,32 @@ abstract class Operation implements AutoCloseable {
     final long key;
     private final Session session;
     private final String startFunction;
-    private int mostInput = Integer.MAX_VALUE;
+    /** How many bytes of input the key can take at once. */
+    private final int mostInput;
     /** Guarded by {@link Session#operate}. */
     private Stage stage = Stage.NEW;
 
-    Operation(Session session, String startFunction, Mechanism mechanism, long key) {
+    /** An operation without a key. */
+    Operation(Session session, String startFunction, Mechanism mechanism) {
+        this(session, startFunction, checked(session, mechanism), CK.INVALID_HANDLE, Integer.MAX_VALUE);
+    }
+
+    Operation(Session session, String startFunction, Mechanism mechanism, TokenObject key) {
+        this(session, startFunction, checked(session, mechanism), session.handle(mechanism, key),
+                KeyTypes.mostInput(mechanism, key));
+    }
+
+    private Operation(Session session, String startFunction, Mechanism mechanism, long key, int mostInput) {
         this.session = session;
         this.startFunction = startFunction;
         this.mechanism = mechanism;
         this.key = key;
+        this.mostInput = mostInput;
     }
 
-    /** Says how many bytes of input the key can take at once. */
-    final void limit(int bytes) {
-        mostInput = bytes;
+    private static Mechanism checked(Session session, Mechanism mechanism) {
+        session.requireOpen();
+        return MechanismParameters.check(mechanism);
     }
 
     /**

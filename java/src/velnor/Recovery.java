@@ -17,18 +17,19 @@ final class Recovery extends Operation {
     private final Start start;
     private final Whole whole;
 
-    private Recovery(Session session, String startFunction, Mechanism mechanism, long key, Start start, Whole whole) {
+    private Recovery(Session session, String startFunction, Mechanism mechanism, TokenObject key, Start start,
+            Whole whole) {
         super(session, startFunction, mechanism, key);
         this.start = start;
         this.whole = whole;
     }
 
-    static Recovery signing(Session session, Mechanism mechanism, long key) {
+    static Recovery signing(Session session, Mechanism mechanism, TokenObject key) {
         return new Recovery(session, "J_SignRecoverInit", mechanism, key, NativeSession::J_SignRecoverInit,
                 NativeSession::J_SignRecover);
     }
 
-    static Recovery verifying(Session session, Mechanism mechanism, long key) {
+    static Recovery verifying(Session session, Mechanism mechanism, TokenObject key) {
         return new Recovery(session, "J_VerifyRecoverInit", mechanism, key, NativeSession::J_VerifyRecoverInit,
                 NativeSession::J_VerifyRecover);
     }

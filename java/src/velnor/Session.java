@@ -631,8 +631,7 @@ public final class Session implements AutoCloseable {
      * @throws CryptokiException when the token refuses
      */
     public byte[] signRecover(Mechanism mechanism, TokenObject key, byte[] data, int off, int len) {
-        MechanismParameters.check(mechanism);
-        try (Recovery recovery = limited(Recovery.signing(this, mechanism, handle(mechanism, key)), key)) {
+        try (Recovery recovery = Recovery.signing(this, mechanism, key)) {
             return recovery.finish(data, off, len);
         }
     }
@@ -664,8 +663,7 @@ public final class Session implements AutoCloseable {
      *         {@code CKR_SIGNATURE_LEN_RANGE}), or the token refuses
      */
     public byte[] verifyRecover(Mechanism mechanism, TokenObject key, byte[] signature, int off, int len) {
-        MechanismParameters.check(mechanism);
-        try (Recovery recovery = limited(Recovery.verifying(this, mechanism, handle(mechanism, key)), key)) {
+        try (Recovery recovery = Recovery.verifying(this, mechanism, key)) {
             return recovery.finish(signature, off, len);
         }
     }
@@ -678,8 +676,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Encryptor encryptor(Mechanism mechanism, TokenObject key) {
-        requireOpen();
-        return limited(new Encryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
+        return new Encryptor(this, mechanism, key);
     }
 
     /**
@@ -690,8 +687,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Decryptor decryptor(Mechanism mechanism, TokenObject key) {
-        requireOpen();
-        return limited(new Decryptor(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
+        return new Decryptor(this, mechanism, key);
     }
 
     /**
@@ -702,8 +698,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Signer signer(Mechanism mechanism, TokenObject key) {
-        requireOpen();
-        return limited(new Signer(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
+        return new Signer(this, mechanism, key);
     }
 
     /**
@@ -714,8 +709,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Verifier verifier(Mechanism mechanism, TokenObject key) {
-        requireOpen();
-        return limited(new Verifier(this, MechanismParameters.check(mechanism), handle(mechanism, key)), key);
+        return new Verifier(this, mechanism, key);
     }
 
     /**
@@ -725,8 +719,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Digester digester(Mechanism mechanism) {
-        requireOpen();
-        return new Digester(this, MechanismParameters.check(mechanism));
+        return new Digester(this, mechanism);
     }
 
     /**
@@ -971,7 +964,7 @@ public final class Session implements AutoCloseable {
         });
     }
 
-    private void requireOpen() {
+    void requireOpen() {
         if (!isOpen()) {
             throw new IllegalStateException(this + " is closed");
         }
@@ -984,13 +977,8 @@ public final class Session implements AutoCloseable {
         });
     }
 
-    private static <T extends Operation> T limited(T operation, TokenObject key) {
-        operation.limit(KeyTypes.mostInput(operation.mechanism, key));
-        return operation;
-    }
-
     /** The handle of a key that this session can use with the mechanism. */
-    private long handle(Mechanism mechanism, TokenObject key) {
+    long handle(Mechanism mechanism, TokenObject key) {
         long handle = handle(key);
         KeyTypes.check(mechanism, key);
         return handle;

@@ -11,7 +11,7 @@ import velnor.nat.NativeSession;
  * #sign(byte[])} without an update before.
  */
 public final class Signer extends CollectingOperation {
-    Signer(Session session, Mechanism mechanism, long key) {
+    Signer(Session session, Mechanism mechanism, TokenObject key) {
         super(session, "J_SignInit", mechanism, key);
     }
 

@@ -19,8 +19,8 @@ public final class TokenObject {
     private final long handle;
     /** What the object has told of its key type, which never changes; null until it is asked. */
     private volatile OptionalInt keyType;
-    /** Whether the object has told that its value is empty; null until it is asked. */
-    private volatile Boolean empty;
+    /** How long what no key of its type is without has turned out to be; null until it is asked. */
+    private volatile OptionalInt essentialLength;
 
     TokenObject(Session session, long handle) {
         this.session = session;
@@ -128,24 +128,23 @@ public final class TokenObject {
         }
     }
 
-    /** Whether the object tells that its value of this type, which is always asked for, is empty. */
-    boolean isEmpty(int type) {
-        if (empty == null) {
-            try {
-                Object value = attributeIfReadable(type).value();
-                empty = value instanceof byte[] && ((byte[]) value).length == 0;
-            } catch (CryptokiException untold) {
-                empty = false;
-            }
+    /**
+     * The bytes of a number, without leading zeroes, or empty when the object does not tell.
+     *
+     * @param type the attribute that no key of this key's type is without
+     */
+    OptionalInt essentialLength(int type) {
+        if (essentialLength == null) {
+            essentialLength = readLength(type);
         }
-        return empty;
+        return essentialLength;
     }
 
-    /** The bytes of an RSA key's modulus, or empty when the object does not tell. */
-    OptionalInt modulusLength() {
+    private OptionalInt readLength(int type) {
         try {
-            int bits = new BigInteger(1, bytes(CKA.MODULUS)).bitLength();
-            return bits == 0 ? OptionalInt.empty() : OptionalInt.of((bits + 7) / 8);
+            Object number = attributeIfReadable(type).value();
+            return number == null ? OptionalInt.empty()
+                    : OptionalInt.of((new BigInteger(1, (byte[]) number).bitLength() + 7) / 8);
         } catch (CryptokiException untold) {
             return OptionalInt.empty();
         }

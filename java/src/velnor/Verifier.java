@@ -14,7 +14,7 @@ public final class Verifier extends CollectingOperation {
     private static final Set<Integer> NOT_VALID = Set.of(CKR.SIGNATURE_INVALID, CKR.SIGNATURE_LEN_RANGE);
     private static final Set<String> LAST_FUNCTIONS = Set.of("J_Verify", "J_VerifyFinal", "J_VerifyRecover");
 
-    Verifier(Session session, Mechanism mechanism, long key) {
+    Verifier(Session session, Mechanism mechanism, TokenObject key) {
         super(session, "J_VerifyInit", mechanism, key);
     }
 
