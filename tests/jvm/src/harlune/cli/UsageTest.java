@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.Arrays;
+import java.util.jar.JarFile;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
@@ -45,6 +46,14 @@ class UsageTest {
     @Test
     void theVersionIsTheManifests() throws Exception {
         assertTrue(Velnor.of("--version").run().assertStatus(0).text().matches("Harlune \\d+\\.\\d+\n"));
+    }
+
+    /** Or JVMs from 24 on warn whoever starts the jar. */
+    @Test
+    void theManifestAllowsNativeAccess() throws Exception {
+        try (JarFile jar = new JarFile(Velnor.JAR.toFile())) {
+            assertEquals("ALL-UNNAMED", jar.getManifest().getMainAttributes().getValue("Enable-Native-Access"));
+        }
     }
 
     @Test
