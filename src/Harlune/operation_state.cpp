@@ -1,18 +1,8 @@
-/// Saving and restoring the cryptographic state of a session, and the two calls for functions that run in parallel.
+/// Saving and restoring the cryptographic state of a session.
 #include "harlune.h"
 #include "velnor_nat_NativeSession.h"
 
 #include <algorithm>
-
-JNIEXPORT void JNICALL Java_velnor_nat_NativeSession_J_1GetFunctionStatus(JNIEnv* env, jobject jSession) {
-  frame(env, "J_GetFunctionStatus",
-        [&] { callModule(&CK_FUNCTION_LIST::C_GetFunctionStatus, getSessionHandle(env, jSession)); });
-}
-
-JNIEXPORT void JNICALL Java_velnor_nat_NativeSession_J_1CancelFunction(JNIEnv* env, jobject jSession) {
-  frame(env, "J_CancelFunction",
-        [&] { callModule(&CK_FUNCTION_LIST::C_CancelFunction, getSessionHandle(env, jSession)); });
-}
 
 JNIEXPORT jbyteArray JNICALL Java_velnor_nat_NativeSession_J_1GetOperationState(JNIEnv* env, jobject jSession) {
   Buffer OperationState = {};

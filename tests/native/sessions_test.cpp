@@ -1,4 +1,4 @@
-/// Opening sessions on a slot, closing all of them, and reading which session a Java object stands for.
+/// Opening sessions on a slot, closing all of them, and which session a Java object stands for.
 #include "method_path.h"
 
 #include <algorithm>
@@ -65,7 +65,7 @@ std::vector<MethodPath> openingPaths() {
   };
 }
 
-INSTANTIATE_METHOD_PATHS(SessionOpening, openingPaths());
+INSTANTIATE_METHOD_PATHS(Sessions, openingPaths());
 
 // --- What both overloads have in common ------------------------------------------------------------------------------
 
@@ -90,7 +90,7 @@ protected:
   jobject openEither() { return GetParam() == std::string("WithPin") ? openAsUser() : open(); }
 };
 
-INSTANTIATE_TEST_SUITE_P(SessionOpening, EitherOverloadTest, ::testing::Values("Plain", "WithPin"),
+INSTANTIATE_TEST_SUITE_P(Sessions, EitherOverloadTest, ::testing::Values("Plain", "WithPin"),
                          [](const auto& tested) { return tested.param; });
 
 TEST_P(EitherOverloadTest, EmptiesTheSignerPinOfTheWholeProcess) {
