@@ -52,6 +52,21 @@ const CK_FUNCTION_LIST_3_0* findList_3_0(void* hModule) {
   return list->version.major == version.major ? list : nullptr;
 }
 
+/// What the loader has found; a path that does not begin at the root is completed.
+void rememberPath(void* hModule, Module& module) {
+  const link_map* map = nullptr;
+  if (dlinfo(hModule, RTLD_DI_LINKMAP, &map) != 0 || map->l_name == nullptr) {
+    return;
+  }
+  char* const whole = map->l_name[0] == '/' ? nullptr : realpath(map->l_name, nullptr);
+  const char* const path = whole == nullptr ? map->l_name : whole;
+  const std::size_t size = std::strlen(path) + 1;
+  if (path[0] == '/' && size <= sizeof module.path) {
+    std::memcpy(module.path, path, size);
+  }
+  std::free(whole);
+}
+
 bool describe(void* hModule, const char* name, Module& module, LoadFailure& why) {
   const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(dlsym(hModule, "C_GetFunctionList"));
   if (getFunctionList == nullptr) {
@@ -75,16 +90,7 @@ bool describe(void* hModule, const char* name, Module& module, LoadFailure& why)
   module.list_3_0 = findList_3_0(hModule);
   module.setCallBack =
       isOfCallbackFamily(name) ? reinterpret_cast<C_SetCallBack_t>(dlsym(hModule, "C_SetCallBack")) : nullptr;
-  const link_map* map = nullptr;
-  if (dlinfo(hModule, RTLD_DI_LINKMAP, &map) == 0 && map->l_name != nullptr &&
-      std::strlen(map->l_name) < sizeof module.path) {
-    std::strcpy(module.path, map->l_name);
-  }
-  if (module.path[0] != '/') {
-    char* const whole = module.path[0] == '\0' ? nullptr : realpath(module.path, nullptr);
-    std::snprintf(module.path, sizeof module.path, "%s", whole == nullptr ? "" : whole);
-    std::free(whole);
-  }
+  rememberPath(hModule, module);
   module.isSecondAuthenticationRequired = module.path[0] == '\0' || !configurationDeclaresSignerPin(module.path);
   return true;
 }
