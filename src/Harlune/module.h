@@ -10,4 +10,7 @@ void loadLibrary(const char* library, int freeLib, int bChangeDir);
 void closeModule();
 
 /// Empties the signer PIN and hands `GetPIN` to a module that offers the vendor entry.
-void installSignerPinCallback();
+void installSignerPinCallback(C_SetCallBack_t setCallBack);
+
+/// Whether a module's file name marks the family that asks for the signer PIN through the vendor entry.
+bool isOfCallbackFamily(const char* library);

@@ -23,7 +23,8 @@ import java.nio.ByteBuffer;
  *
  * <p><strong>Bytes.</strong> A null array is a null pointer with length 0; an empty range is not null. Arrays are copied
  * on the way in and on the way out, and the copies are wiped; a direct buffer is used where it lies, by absolute
- * positions. Nothing is pinned while a module works. When a call fails, output arrays stay as they were.
+ * positions. Nothing is pinned while a module works. When a call fails, output arrays stay as they were; a structure that
+ * comes back does so then, too.
  *
  * <p><strong>Structures</strong> (templates, mechanism parameters, initialisation arguments) are bytes that {@link
  * Structure} lays out.
@@ -57,7 +58,7 @@ public final class NativeFunctions {
         return (int) (~failure >>> 32);
     }
 
-    // ---- the library
+    // --- Functions by their shapes: functions_modules.cpp
 
     /**
      * Tells the version of {@code libharlune.so}.
@@ -74,8 +75,6 @@ public final class NativeFunctions {
      * @return the length of the description
      */
     public static native int description(int answer, byte[] text);
-
-    // ---- module
 
     /**
      * Loads a module, or finds it when it is loaded. A module stays loaded until the process ends: what it has left with
@@ -132,7 +131,7 @@ public final class NativeFunctions {
      */
     public static native int finish(long module);
 
-    // ---- ids to a structure, a list or a number
+    // --- Functions by their shapes: functions_queries.cpp
 
     /**
      * Functions that fill an information structure.
@@ -179,7 +178,7 @@ public final class NativeFunctions {
      */
     public static native int objectSize(long module, long session, long object, long[] size);
 
-    // ---- sessions and logins
+    // --- Functions by their shapes: functions_sessions.cpp
 
     /**
      * {@code C_OpenSession}. A module of the family that asks for the signer PIN is handed the callback; the PIN is
@@ -240,8 +239,6 @@ public final class NativeFunctions {
     public static native int setOperationState(long module, long session, byte[] state, long encryptionKey,
             long authenticationKey);
 
-    // ---- numbers alone
-
     /**
      * Functions of one number.
      *
@@ -264,7 +261,7 @@ public final class NativeFunctions {
      */
     public static native int numbers(long module, int function, long session, long number);
 
-    // ---- bytes
+    // --- Functions by their shapes: functions_operations.cpp
 
     /**
      * Functions that take bytes.
@@ -416,8 +413,6 @@ public final class NativeFunctions {
     public static native long outputDirect(long module, int function, long session, ByteBuffer out, int outOff,
             int outLen);
 
-    // ---- mechanisms
-
     /**
      * Functions that begin an operation without a key.
      *
@@ -445,7 +440,7 @@ public final class NativeFunctions {
     public static native int keyedInit(long module, int function, long session, long mechanism, byte[] parameter,
             long key);
 
-    // ---- objects
+    // --- Functions by their shapes: functions_objects.cpp
 
     /**
      * {@code C_CreateObject}.
@@ -478,7 +473,7 @@ public final class NativeFunctions {
      * @param session the session
      * @param object the object
      * @param template the template as a {@link Structure}; one that comes back has the values and lengths
-     * @return the answer; what comes back does so after a refusal too, as the standard has it for reading
+     * @return the answer
      */
     public static native int attributes(long module, int function, long session, long object, byte[] template);
 
@@ -502,7 +497,7 @@ public final class NativeFunctions {
      */
     public static native long find(long module, long session, long[] objects);
 
-    // ---- keys
+    // --- Functions by their shapes: functions_keys.cpp
 
     /**
      * {@code C_GenerateKey}.

@@ -31,6 +31,7 @@ import quadrel.Pkcs11Session;
 import velnor.CryptokiException;
 import velnor.Slot;
 import velnor.nat.NativeCryptoki;
+import velnor.nat.NativeFunctions;
 import velnor.nat.NativeObject;
 import velnor.nat.NativeSession;
 import velnor.nat.NativeSlot;
@@ -114,7 +115,8 @@ class JavaContractTest {
     void theLibraryExportsThemUnderTheNamesThatAJvmDerives() throws IOException {
         Set<String> exported = Exports.bySource().values().stream().flatMap(List::stream)
                 .collect(Collectors.toCollection(TreeSet::new));
-        Set<String> derived = Stream.of(NativeCryptoki.class, NativeSlot.class, NativeSession.class)
+        Set<String> derived = Stream.of(NativeCryptoki.class, NativeSlot.class, NativeSession.class,
+                NativeFunctions.class)
                 .flatMap(JavaContractTest::natives).map(Exports::name)
                 .collect(Collectors.toCollection(TreeSet::new));
         assertEquals(String.join("\n", exported), String.join("\n", derived));
