@@ -7,15 +7,16 @@ import java.util.Objects;
 
 /**
  * A C structure as {@link NativeFunctions} takes it: one block of memory that holds the structure, the blocks it points
- * to and what those point to, with the places of all pointers. Native code copies the block and turns the pointers, which
- * are offsets here, into addresses. Numbers are little-endian.
+ * to and what those point to, with the places of all pointers. Native code copies the block and turns the pointers,
+ * which are offsets here, into addresses. Numbers are little-endian.
  *
  * <p>The bytes for native code ({@link #bytes()}) are a head of four {@code int}s (the size of the block, the length of
- * the structure at its beginning, the number of pointers, and 1 if the block comes back, else 0), the block, and the place
- * of each pointer as an {@code int}. In a block that comes back, a pointer that no longer points to where it did is -1.
+ * the structure at its beginning, the number of pointers, and 1 if the block comes back, else 0), the block, and the
+ * place of each pointer as an {@code int}. In a block that comes back, a pointer that no longer points to where it did
+ * is -1.
  *
- * <p>The block grows as blocks are added; what it had is wiped when it moves. It may hold a secret, so {@link #wipe()} it
- * after use.
+ * <p>The block grows as blocks are added; what it had is wiped when it moves. It may hold a secret, so {@link #wipe()}
+ * it after use.
  */
 public final class Structure {
     /** The size of a pointer, and of a {@code CK_ULONG}. */
@@ -151,7 +152,8 @@ public final class Structure {
     }
 
     /**
-     * Adds a block of bytes, points to it and writes how many they are. Null and an empty array are a null pointer and 0.
+     * Adds a block of bytes, points to it and writes how many they are. Null and an empty array are a null pointer and
+     * 0.
      *
      * @param pointerAt where the pointer is
      * @param lengthAt where the number of bytes is
@@ -215,7 +217,8 @@ public final class Structure {
      */
     public byte[] bytes() {
         if (bytes == null) {
-            ByteBuffer made = ByteBuffer.allocate(HEAD + size + Integer.BYTES * pointerCount).order(ByteOrder.LITTLE_ENDIAN);
+            ByteBuffer made = ByteBuffer.allocate(HEAD + size + Integer.BYTES * pointerCount)
+                    .order(ByteOrder.LITTLE_ENDIAN);
             made.putInt(size).putInt(length).putInt(pointerCount).putInt(comesBack ? 1 : 0);
             made.put(block.array(), 0, size);
             for (int i = 0; i < pointerCount; i++) {

@@ -3,8 +3,8 @@ package velnor.params;
 import velnor.nat.Structure;
 
 /**
- * The parameter of {@code CKM_AES_CBC_ENCRYPT_DATA} and of its like for ARIA, Camellia and SEED (blocks of 16 bytes), DES
- * and triple DES (blocks of 8). The {@code _ECB_ENCRYPT_DATA} mechanisms take {@link KEYDERIVATIONSTRINGDATA}.
+ * The parameter of {@code CKM_AES_CBC_ENCRYPT_DATA} and of its like for ARIA, Camellia and SEED (blocks of 16 bytes),
+ * DES and triple DES (blocks of 8). The {@code _ECB_ENCRYPT_DATA} mechanisms take {@link KEYDERIVATIONSTRINGDATA}.
  */
 public final class CBCEncryptDataParams implements MechanismParams {
     private final byte[] iv;

@@ -8,9 +8,10 @@ import velnor.nat.Structure;
 /**
  * The parameter of {@code CKM_ECDH1_DERIVE} and {@code CKM_ECDH1_COFACTOR_DERIVE}.
  *
- * <p>The other party's point goes to the token raw, as the standard demands of every token since version 2.40: {@code 04},
- * x and y for a curve of Weierstrass form, the little-endian u for Curve25519 and Curve448. Some tokens, older ones among
- * them, take it as a DER {@code OCTET STRING} as well, or only so: {@link #inOctetString()}. SoftHSM and NSS take both.
+ * <p>The other party's point goes to the token raw, as the standard demands of every token since version 2.40: {@code
+ * 04}, x and y for a curve of Weierstrass form, the little-endian u for Curve25519 and Curve448. Some tokens, older
+ * ones among them, take it as a DER {@code OCTET STRING} as well, or only so: {@link #inOctetString()}. SoftHSM and NSS
+ * take both.
  */
 public final class ECDH1DeriveParams implements MechanismParams {
     private static final int NO_DERIVATION = 1;
@@ -75,7 +76,7 @@ public final class ECDH1DeriveParams implements MechanismParams {
         Arrays.check("public data", publicData, 0);
         Arrays.require(publicData.length > 0, "An agreement needs the other party's point");
         Arrays.require(kdf != NO_DERIVATION || Arrays.length(sharedData) == 0,
-                "Shared data goes into a derivation function, and CKD_NULL (1) is none: name one, or leave the data out");
+                "Shared data is for a derivation function, and CKD_NULL is none: name one, or leave the data out");
     }
 
     @Override

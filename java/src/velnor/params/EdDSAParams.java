@@ -3,8 +3,8 @@ package velnor.params;
 import velnor.nat.Structure;
 
 /**
- * The parameter of {@code CKM_EDDSA} for Ed25519ctx, Ed25519ph, Ed448 with a context and Ed448ph. Plain Ed25519 takes no
- * parameter.
+ * The parameter of {@code CKM_EDDSA} for Ed25519ctx, Ed25519ph, Ed448 with a context and Ed448ph. Plain Ed25519 takes
+ * no parameter.
  */
 public final class EdDSAParams implements MechanismParams {
     private final boolean prehash;

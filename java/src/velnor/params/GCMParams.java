@@ -37,9 +37,9 @@ public final class GCMParams implements MechanismParams {
     @Override
     public void check() {
         Arrays.check("iv", iv, 0);
-        Arrays.require(iv.length > 0, "GCM needs an initialisation vector: 12 bytes that no other message of the key has");
+        Arrays.require(iv.length > 0, "GCM needs an initialisation vector: 12 bytes, new for each message");
         Arrays.require(tagBits == 32 || tagBits == 64 || tagBits >= 96 && tagBits <= TAG_BITS && tagBits % 8 == 0,
-                "A GCM tag has 96 to 128 bits in steps of 8, or 64 or 32, not " + tagBits + ": 128 is the sound choice");
+                "A GCM tag has 96 to 128 bits in steps of 8, or 64 or 32, not " + tagBits + ": take 128");
     }
 
     @Override
@@ -56,8 +56,8 @@ public final class GCMParams implements MechanismParams {
     /**
      * Gives the initialisation vector.
      *
-     * @return a copy of the vector as the token has left it in the last call that ended, which is another than the given
-     *         one for a token that makes its own
+     * @return a copy of the vector as the token has left it in the last call that ended, which is another than the
+     *        given one for a token that makes its own
      */
     public byte[] iv() {
         return Arrays.copy(written == null ? iv : written);

@@ -6,9 +6,9 @@ import velnor.nat.Structure;
  * A parameter of a mechanism. The classes of this package implement it; there are no others: a vendor's parameter is a
  * {@code byte[]}.
  *
- * <p>What a parameter is made with never changes, so that any number of threads can use one. What a token writes into it,
- * such as an initialisation vector that it made, is to be had from the same object after the call, and replaced by the
- * next call; whoever wants that uses an object of its own for each call.
+ * <p>What a parameter is made with never changes, so that any number of threads can use one. What a token writes into
+ * it, such as an initialisation vector that it made, is to be had from the same object after the call, and replaced by
+ * the next call; whoever wants that uses an object of its own for each call.
  */
 public interface MechanismParams {
     /**
@@ -30,8 +30,8 @@ public interface MechanismParams {
     Structure structure();
 
     /**
-     * Takes over what a module has written into the structure. {@link velnor.Session} does it after every call that went
-     * well.
+     * Takes over what a module has written into the structure. {@link velnor.Session} does it after every call that
+     * went well.
      *
      * @param structure what {@link #structure()} gave, after native code has copied it back
      */

@@ -6,9 +6,9 @@ import velnor.nat.Structure;
  * The parameter of the password-based mechanisms, {@code CKM_PBE_MD2_DES_CBC} to {@code CKM_PBE_SHA1_RC2_40_CBC}.
  *
  * <p>{@link velnor.Session} gives the token the password in UTF-8, and of vector and salt a byte for each character,
- * which must not be beyond U+00FF. The methods of {@link velnor.nat.NativeSession} give it characters as 16-bit units, low
- * byte first, but within a length that counts characters: of a password of n characters it sees the first n bytes of that
- * form.
+ * which must not be beyond U+00FF. The methods of {@link velnor.nat.NativeSession} give it characters as 16-bit units,
+ * low byte first, but within a length that counts characters: of a password of n characters it sees the first n bytes
+ * of that form.
  */
 public final class PBEParams implements MechanismParams {
     private static final int IV_BYTES = 8;
@@ -76,7 +76,7 @@ public final class PBEParams implements MechanismParams {
         byte[] bytes = new byte[characters.length];
         for (int i = 0; i < bytes.length; i++) {
             if (characters[i] > 0xFF) {
-                throw new IllegalArgumentException("The " + name + " has a character that is not a byte, beyond U+00FF");
+                throw new IllegalArgumentException("The " + name + " has a character beyond U+00FF, which is no byte");
             }
             bytes[i] = (byte) characters[i];
         }

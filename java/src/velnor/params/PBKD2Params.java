@@ -67,7 +67,7 @@ public final class PBKD2Params implements MechanismParams {
         Arrays.check("salt", salt, 0);
         Arrays.require(salt.length > 0, "PBKDF2 needs a salt: 16 random bytes, say");
         Arrays.require(iterations > 0, "PBKDF2 needs a number of iterations: hundreds of thousands for a password");
-        Arrays.require(prf != 0, "PBKDF2 needs a pseudo-random function, as of(password, salt, iterations, \"SHA-256\")");
+        Arrays.require(prf != 0, "PBKDF2 needs a pseudo-random function: of(..., \"SHA-256\") names one");
     }
 
     @Override

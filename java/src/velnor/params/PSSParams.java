@@ -52,7 +52,7 @@ public final class PSSParams implements MechanismParams {
 
     @Override
     public void check() {
-        Arrays.require(hashAlg != 0 && mgf != 0, "PSS needs a digest and a mask generation function, as of(\"SHA-256\")");
+        Arrays.require(hashAlg != 0 && mgf != 0, "PSS needs a digest and its mask: of(\"SHA-256\") names both");
         Arrays.require(saltLength >= 0, "A salt cannot have " + saltLength + " bytes: a digest's length is the usual");
     }
 

@@ -28,6 +28,7 @@ public final class RC5CBCParams implements MechanismParams {
 
     @Override
     public Structure structure() {
-        return new Structure(4 * Structure.WORD).putNumber(0, m_wordSize).putNumber(8, m_rounds).putCounted(16, 24, m_iv);
+        return new Structure(4 * Structure.WORD).putNumber(0, m_wordSize).putNumber(8, m_rounds)
+                .putCounted(16, 24, m_iv);
     }
 }

@@ -6,8 +6,8 @@ import velnor.nat.Structure;
 /**
  * Keys and initialisation vectors that go into {@code CKM_SSL3_KEY_AND_MAC_DERIVE}, part of {@link SSL3KEYMATParams}.
  *
- * <p>What the token makes is to be had here after {@link velnor.Session#deriveKey}: the keys' handles and the vectors, as
- * of the last call that ended, so use an object of its own for each derivation. After the methods of {@link
+ * <p>What the token makes is to be had here after {@link velnor.Session#deriveKey}: the keys' handles and the vectors,
+ * as of the last call that ended, so use an object of its own for each derivation. After the methods of {@link
  * velnor.nat.NativeSession} there is nothing: they do not copy it back.
  */
 public final class SSL3KEYMATOUT implements Pkcs11SSL3KEYMATOUT {

@@ -9,8 +9,9 @@ import velnor.nat.Structure;
 /**
  * The parameter of {@code CKM_SSL3_KEY_AND_MAC_DERIVE}.
  *
- * <p>The token makes four keys, whose handles {@link SSL3KEYMATOUT} gives. In a call of {@link velnor.nat.NativeSession}
- * <strong>only the lengths of the random data reach the token</strong>; in place of the bytes it is given zeroes.
+ * <p>The token makes four keys, whose handles {@link SSL3KEYMATOUT} gives. In a call of {@link
+ * velnor.nat.NativeSession} <strong>only the lengths of the random data reach the token</strong>; in place of the bytes
+ * it is given zeroes.
  */
 public final class SSL3KEYMATParams implements MechanismParams {
     /** Where the pointer to what is given back lies. */
