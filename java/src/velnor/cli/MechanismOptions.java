@@ -1,7 +1,6 @@
 package velnor.cli;
 
 import java.util.Locale;
-import java.util.Set;
 import java.util.function.IntSupplier;
 
 import picocli.CommandLine.Option;
@@ -12,6 +11,7 @@ import velnor.CKZ;
 import velnor.Mechanism;
 import velnor.params.MACGENERALParams;
 import velnor.params.OAEPParams;
+import velnor.table.MechanismTable;
 
 /** How: the mechanism, with the parameters that the native library can pass on. */
 final class MechanismOptions {
@@ -30,8 +30,6 @@ final class MechanismOptions {
             this.mgf = mgf;
         }
     }
-
-    private static final Set<Integer> DES_CBC = Set.of(CKM.DES_CBC, CKM.DES_CBC_PAD, CKM.DES3_CBC, CKM.DES3_CBC_PAD);
 
     @Option(names = "--mechanism", paramLabel = "NAME",
             description = "The mechanism by its PKCS#11 name, with or without CKM_, or its number; if not given, what"
@@ -73,8 +71,12 @@ final class MechanismOptions {
         if (macLength != null && iv != null || oaep && (macLength != null || iv != null)) {
             throw Failure.usage("no mechanism takes all of these parameters");
         }
-        if (iv == null && DES_CBC.contains(code)) {
-            throw Failure.usage(CKM.name(code) + " needs an initialisation vector of 8 bytes, --iv");
+        if (iv == null) {
+            MechanismTable.find(code).filter(row -> row.needsParameter() && !row.parameterLengths().isEmpty())
+                    .ifPresent(row -> {
+                        throw Failure.usage(CKM.name(code) + " needs an initialisation vector of "
+                                + row.parameterLengths().iterator().next() + " bytes, --iv");
+                    });
         }
     }
 
