@@ -6,6 +6,7 @@ import java.util.stream.Collectors;
 
 import velnor.CKA;
 import velnor.CKK;
+import velnor.CKM;
 import velnor.CKO;
 import velnor.TokenObject;
 import velnor.table.MechanismRow;
@@ -48,8 +49,10 @@ enum Operation {
                 .usage("with a key of type " + CKK.name(keyType) + " say how, with --mechanism"));
     }
 
+    /** CKM_NULL, which leaves everything as it is, is no cipher. */
     private static boolean doesNotEncrypt(int keyType) {
-        List<MechanismRow> itsOwn = MechanismTable.rows().stream().filter(row -> row.keyTypes().contains(keyType))
+        List<MechanismRow> itsOwn = MechanismTable.rows().stream()
+                .filter(row -> row.keyTypes().contains(keyType) && row.mechanism() != CKM.NULL)
                 .collect(Collectors.toList());
         return !itsOwn.isEmpty() && itsOwn.stream().noneMatch(row -> row.uses().contains(MechanismRow.Use.ENCRYPT));
     }
