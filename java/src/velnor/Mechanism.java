@@ -1,5 +1,8 @@
 package velnor;
 
+import velnor.nat.Structure;
+import velnor.params.MechanismParams;
+
 /**
  * A way to encrypt, sign, digest, generate, wrap or derive, with its parameter.
  *
@@ -50,6 +53,27 @@ public final class Mechanism {
      */
     public Object parameter() {
         return parameter instanceof byte[] ? ((byte[]) parameter).clone() : parameter;
+    }
+
+    /** All 64 bits of the mechanism type. */
+    long type() {
+        return Integer.toUnsignedLong(mechanism);
+    }
+
+    /** The parameter for native code; null when there is none. */
+    Structure structure() {
+        if (parameter == null) {
+            return null;
+        }
+        return parameter instanceof byte[] ? Structure.of((byte[]) parameter)
+                : ((MechanismParams) parameter).structure();
+    }
+
+    /** Hands the parameter what a module has written into the structure. */
+    void takeBack(Structure structure) {
+        if (parameter instanceof MechanismParams) {
+            ((MechanismParams) parameter).takeBack(structure);
+        }
     }
 
     /** The mechanism and the kind of its parameter, whose content may be secret. */

@@ -1,9 +1,13 @@
 package velnor;
 
+import java.nio.ByteBuffer;
+import java.nio.ByteOrder;
 import java.nio.charset.StandardCharsets;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.Objects;
+
+import velnor.nat.Structure;
 
 /** Templates as native code can take them. */
 final class Templates {
@@ -92,6 +96,26 @@ final class Templates {
             checked[i] = checked(Objects.requireNonNull(template[i], "an attribute of the template"));
         }
         return checked;
+    }
+
+    /** A template for native code, after a check of each value against its type. Wipe it after use. */
+    static Structure structure(Attribute... template) {
+        Attribute[] checked = checked(template);
+        Structure structure = new Structure(checked.length * Structure.ATTRIBUTE);
+        for (int i = 0; i < checked.length; i++) {
+            int at = i * Structure.ATTRIBUTE;
+            structure.putNumber(at, checked[i].type());
+            structure.putCounted(at + 8, at + 16, bytes(checked[i].uncopiedValue()));
+        }
+        return structure;
+    }
+
+    private static byte[] bytes(Object value) {
+        if (value instanceof Integer) {
+            return ByteBuffer.allocate(8).order(ByteOrder.LITTLE_ENDIAN)
+                    .putLong(Integer.toUnsignedLong((Integer) value)).array();
+        }
+        return value instanceof Boolean ? new byte[] {(byte) ((Boolean) value ? 1 : 0)} : (byte[]) value;
     }
 
     private static Attribute checked(Attribute attribute) {

@@ -8,6 +8,9 @@ import java.util.List;
 import java.util.Objects;
 import java.util.OptionalInt;
 
+import velnor.nat.Function;
+import velnor.nat.Structure;
+
 /**
  * An object on a token: a key, a certificate, data. It knows the session that found or made it and works through it;
  * other sessions with the same token may use it as a key as long as that session is open.
@@ -54,7 +57,35 @@ public final class TokenObject {
      * @throws CryptokiException when the object does not have it or does not give it away
      */
     public Attribute attribute(int type) {
-        return session.call(nat -> nat.J_GetAttributeValue(handle, type));
+        Structure room = attribute(type, 0);
+        byte[] value = attribute(type, (int) room.getLong(16)).getPointed(8, (int) room.getLong(16));
+        if (value == null) {
+            return new Attribute(type, new byte[0]);
+        }
+        for (Object sample : new Object[] {1, true}) {
+            try {
+                Templates.checked(new Attribute(type, sample));
+                return new Attribute(type, value.length == 8 && sample instanceof Integer
+                        ? (Object) (int) room(value) : value.length == 1 && sample instanceof Boolean ? (Object) (value[0] != 0) : value);
+            } catch (IllegalArgumentException e) {
+                continue;
+            }
+        }
+        return new Attribute(type, value);
+    }
+
+    private static long room(byte[] value) {
+        return java.nio.ByteBuffer.wrap(value).order(java.nio.ByteOrder.LITTLE_ENDIAN).getLong();
+    }
+
+    private Structure attribute(int type, int length) {
+        Structure structure = new Structure(Structure.ATTRIBUTE).comesBack().putNumber(0, type).putLong(16, length);
+        if (length > 0) {
+            structure.point(8, length);
+        }
+        Answers.require(Function.GET_ATTRIBUTE_VALUE,
+                session.attributes(Function.GET_ATTRIBUTE_VALUE, handle, structure.bytes()));
+        return structure;
     }
 
     /**
@@ -111,6 +142,15 @@ public final class TokenObject {
         return bytes(CKA.ID);
     }
 
+    /**
+     * Tells whether the key asks for its PIN each time it is used ({@code CKA_ALWAYS_AUTHENTICATE}).
+     *
+     * @return whether it does; false for one that does not tell
+     */
+    public boolean asksForPinEachTime() {
+        return Boolean.TRUE.equals(attributeIfReadable(CKA.ALWAYS_AUTHENTICATE).value());
+    }
+
     /** The key type ({@code CKK_}), or empty when the object does not tell. */
     OptionalInt keyType() {
         if (keyType == null) {
@@ -162,8 +202,9 @@ public final class TokenObject {
      * @throws CryptokiException when the token refuses, then perhaps after some were changed
      */
     public void set(Attribute... attributes) {
-        Attribute[] template = Templates.checked(attributes);
-        session.run(nat -> nat.J_SetAttributeValue(handle, template));
+        Structure template = Templates.structure(attributes);
+        Answers.require(Function.SET_ATTRIBUTE_VALUE,
+                session.attributes(Function.SET_ATTRIBUTE_VALUE, handle, template.bytes()));
     }
 
     /**
@@ -173,13 +214,12 @@ public final class TokenObject {
      * @return the copy
      */
     public TokenObject copy(Attribute... attributes) {
-        Attribute[] template = Templates.checked(attributes);
-        return new TokenObject(session, session.call(nat -> nat.J_CopyObject(handle, template)));
+        return new TokenObject(session, session.copyObject(handle, Templates.structure(attributes).bytes()));
     }
 
     /** Destroys the object on the token. */
     public void destroy() {
-        session.run(nat -> nat.J_DestroyObject(handle));
+        session.destroyObject(handle);
     }
 
     /**
@@ -188,7 +228,7 @@ public final class TokenObject {
      * @return the number of bytes, or empty when the token does not tell
      */
     public OptionalInt size() {
-        int size = session.call(nat -> nat.J_GetObjectSize(handle));
+        int size = Numbers.fitting(session.objectSize(handle));
         return size == -1 ? OptionalInt.empty() : OptionalInt.of(size);
     }
 
