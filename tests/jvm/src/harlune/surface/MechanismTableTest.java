@@ -6,12 +6,17 @@ import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.HashSet;
 import java.util.List;
+import java.util.Optional;
 import java.util.OptionalInt;
 import java.util.Set;
 import java.util.TreeSet;
 import java.util.jar.JarFile;
+import java.util.regex.Pattern;
 import java.util.stream.Collectors;
 
 import org.junit.jupiter.api.Test;
@@ -147,5 +152,35 @@ class MechanismTableTest {
             assertTrue(lines.stream().anyMatch(row -> row.matches("CKM_.* advice=" + word + "( .*)?")), word);
         }));
         assertTrue(advice.size() > 10);
+    }
+
+    private record GuideLine(Pattern mechanisms, String parameter) {
+        static GuideLine of(String line) {
+            String[] cells = line.split(" *\\| *");
+            String names = Pattern.compile("`([^`]+)`").matcher(cells[1]).results().map(name -> name.group(1))
+                    .map(name -> name.replace("*", "\\w*").replace("{", "(").replace("}", ")").replace(",", "|"))
+                    .collect(Collectors.joining("|"));
+            String words = Pattern.compile("`([^`]+)`").matcher(cells[2]).results()
+                    .map(name -> name.group(1).replaceAll("byte\\[(\\d*)\\]", "BYTES$1"))
+                    .collect(Collectors.joining("|"));
+            return new GuideLine(Pattern.compile(names), words + (cells[2].endsWith(", or none") ? "?" : ""));
+        }
+    }
+
+    /** Each line of the guide's table is about some mechanism, and each mechanism finds its parameter there. */
+    @Test
+    void theGuideSaysTheSame() throws IOException {
+        List<GuideLine> guide = Files.readAllLines(Path.of(System.getProperty("harlune.sources"), "docs/guide.md"))
+                .stream().filter(line -> line.startsWith("| `CKM_")).map(GuideLine::of).toList();
+        Set<GuideLine> used = new HashSet<>();
+        for (MechanismsFile.Row row : MechanismsFile.rows()) {
+            String expected = row.parameter().matches("-|(OTHER|ANY)\\??") ? "none in the guide" : row.parameter();
+            Optional<GuideLine> line = guide.stream().filter(l -> l.mechanisms().matcher(row.name()).matches())
+                    .findFirst();
+            line.ifPresent(used::add);
+            assertEquals(expected, line.map(GuideLine::parameter).orElse("none in the guide"), row.name());
+        }
+        assertEquals(new HashSet<>(guide), used);
+        assertTrue(guide.size() > 40);
     }
 }
