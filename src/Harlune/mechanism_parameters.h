@@ -140,10 +140,9 @@ struct ParameterKind {
   Failure missing = {"Mechanism2CKMechanism - parameter value is NULL"};
 };
 
-/// The mechanism codes of one kind, a range per row.
+/// A mechanism of mechanisms.txt whose parameter is converted.
 struct MechanismRow {
-  CK_MECHANISM_TYPE first;
-  CK_MECHANISM_TYPE last;
+  CK_MECHANISM_TYPE mechanism;
   const ParameterKind* kind;
 };
 

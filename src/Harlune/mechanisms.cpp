@@ -7,58 +7,8 @@
 
 namespace {
 
-constexpr MechanismRow row(CK_MECHANISM_TYPE mechanism, const ParameterKind& kind) {
-  return {mechanism, mechanism, &kind};
-}
-
-/// CKM_CAST_CBC_PAD and CKM_CAST3_CBC_PAD have no row although their siblings have one: modules have always been given
-/// them without a parameter.
 constexpr MechanismRow kMechanismRows[] = {
-    row(CKM_RSA_PKCS_OAEP, kOaepParameter),
-    row(CKM_RC2_ECB, kRc2Parameter),
-    row(CKM_RC2_CBC, kRc2CbcParameter),
-    row(CKM_RC2_MAC, kRc2Parameter),
-    row(CKM_RC2_MAC_GENERAL, kRc2MacGeneralParameter),
-    row(CKM_RC2_CBC_PAD, kRc2CbcParameter),
-    row(CKM_DES_CBC, kIvParameter),
-    row(CKM_DES_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_DES_CBC_PAD, kIvParameter),
-    row(CKM_DES3_CBC, kIvParameter),
-    row(CKM_DES3_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_DES3_CBC_PAD, kIvParameter),
-    row(CKM_CDMF_CBC, kIvParameter),
-    row(CKM_CDMF_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CDMF_CBC_PAD, kIvParameter),
-    row(CKM_MD2_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_MD5_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_SHA_1_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_RIPEMD128_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_RIPEMD160_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST_CBC, kIvParameter),
-    row(CKM_CAST_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST3_CBC, kIvParameter),
-    row(CKM_CAST3_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST5_CBC, kIvParameter),
-    row(CKM_CAST5_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST5_CBC_PAD, kIvParameter),
-    row(CKM_RC5_ECB, kRc5Parameter),
-    row(CKM_RC5_CBC, kRc5CbcParameter),
-    row(CKM_RC5_MAC, kRc5Parameter),
-    row(CKM_RC5_MAC_GENERAL, kRc5MacGeneralParameter),
-    row(CKM_RC5_CBC_PAD, kRc5CbcParameter),
-    row(CKM_IDEA_CBC, kIvParameter),
-    row(CKM_IDEA_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_IDEA_CBC_PAD, kIvParameter),
-    {CKM_CONCATENATE_BASE_AND_DATA, CKM_XOR_BASE_AND_DATA, &kKeyDerivationStringParameter},
-    row(CKM_EXTRACT_KEY_FROM_KEY, kExtractParameter),
-    row(CKM_SSL3_MASTER_KEY_DERIVE, kSsl3MasterKeyDeriveParameter),
-    row(CKM_SSL3_KEY_AND_MAC_DERIVE, kSsl3KeyMatParameter),
-    {CKM_SSL3_MD5_MAC, CKM_SSL3_SHA1_MAC, &kMacGeneralParameter},
-    {CKM_PBE_MD2_DES_CBC, CKM_PBE_SHA1_RC2_40_CBC, &kPbeParameter},
-    row(CKM_KEY_WRAP_SET_OAEP, kKeyWrapSetOaepParameter),
-    row(CKM_SKIPJACK_PRIVATE_WRAP, kSkipjackPrivateWrapParameter),
-    row(CKM_SKIPJACK_RELAYX, kSkipjackRelayxParameter),
-    row(CKM_KEA_KEY_DERIVE, kKeaDeriveParameter),
+#include "mechanism_rows.inc"
 };
 
 /// What the steps have found out about one slot.
@@ -241,7 +191,7 @@ CK_BYTE_PTR convert(JNIEnv* env, jobject jParameter, const ParameterKind& kind) 
 
 const ParameterKind* findParameterKind(CK_MECHANISM_TYPE mechanism) {
   for (const MechanismRow& candidate : kMechanismRows) {
-    if (candidate.first <= mechanism && mechanism <= candidate.last) {
+    if (candidate.mechanism == mechanism) {
       return candidate.kind;
     }
   }
