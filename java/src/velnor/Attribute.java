@@ -20,8 +20,8 @@ import velnor.der.Der;
  * <ul>
  * <li>an {@link Integer} (without a sign) or a {@link Long}: a {@code CK_ULONG},</li>
  * <li>a {@link Boolean},</li>
- * <li>a {@code byte[]}, a {@link String} (UTF-8), a {@link BigInteger} (not negative; its bytes, the highest first) or a
- * {@link LocalDate} (a {@code CK_DATE}),</li>
+ * <li>a {@code byte[]}, a {@link String} (UTF-8), a {@link BigInteger} (not negative; its bytes, the highest first) or
+ * a {@link LocalDate} (a {@code CK_DATE}),</li>
  * <li>a {@code long[]} or {@code int[]}: mechanism types, as {@code CKA_ALLOWED_MECHANISMS} has them,</li>
  * <li>an {@code Attribute[]}: a template, as {@code CKA_WRAP_TEMPLATE} has it, or</li>
  * <li>null: a value of no bytes.</li>
@@ -31,14 +31,14 @@ import velnor.der.Der;
  *
  * <p>An attribute that was read tells by its {@link #availability()} whether the token gave a value, and what else.
  * Numbers arrive as {@link Integer} where 32 bits are enough, else as {@link Long}; flags as {@link Boolean}; mechanism
- * types as {@code long[]}, templates as {@code Attribute[]}; everything else, texts, dates, big numbers and what is not of
- * the standard among them, as {@code byte[]}, which {@link #text()}, {@link #dateValue()} and {@link #bigIntegerValue()}
- * understand. A number or flag whose length is not that of one arrives as {@code byte[]}, too.
+ * types as {@code long[]}, templates as {@code Attribute[]}; everything else, texts, dates, big numbers and what is not
+ * of the standard among them, as {@code byte[]}, which {@link #text()}, {@link #dateValue()} and {@link
+ * #bigIntegerValue()} understand. A number or flag whose length is not that of one arrives as {@code byte[]}, too.
  *
  * <p>The methods of {@link velnor.nat.NativeSession} know {@link Integer}, {@link Boolean}, {@code byte[]} and {@link
  * String} (in modified UTF-8, with the number of characters as its length) and look at no type; they see the bytes of a
- * value of another class, no bytes for a template, and the low 32 bits of the type. What they read has a null value where
- * they have no conversion.
+ * value of another class, no bytes for a template, and the low 32 bits of the type. What they read has a null value
+ * where they have no conversion.
  */
 public final class Attribute {
     /** What a token has answered for an attribute. */
@@ -121,7 +121,8 @@ public final class Attribute {
             return copy(value);
         }
         throw new IllegalArgumentException("An attribute holds an Integer, a Long, a Boolean, a String, a byte[],"
-                + " a BigInteger, a LocalDate, a long[], an int[] or an Attribute[], not a " + value.getClass().getName());
+                + " a BigInteger, a LocalDate, a long[], an int[] or an Attribute[], not a "
+                + value.getClass().getName());
     }
 
     private static Object legacy(Object content) {

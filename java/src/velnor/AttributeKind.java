@@ -11,8 +11,8 @@ import java.util.Map;
 import velnor.nat.Structure;
 
 /**
- * What an attribute can hold, and what becomes of the bytes that a token gives for it. A token that expects a number or a
- * flag may look for it where there is none (NSS).
+ * What an attribute can hold, and what becomes of the bytes that a token gives for it. A token that expects a number or
+ * a flag may look for it where there is none (NSS).
  */
 enum AttributeKind {
     NUMBER("an Integer or a Long") {

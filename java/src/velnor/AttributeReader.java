@@ -11,8 +11,8 @@ import velnor.nat.Structure;
  * Reads attributes of an object: asks for the lengths of all of them in one call, and for the values in another one,
  * with exactly the room that was told. NSS writes past the room that it is given, so a guess would not do.
  *
- * <p>A token that gives away some and refuses others marks those with the length ~0 and has one answer for all; where that
- * does not say why each was refused, each is asked for alone. A value that has grown meanwhile is asked for again.
+ * <p>A token that gives away some and refuses others marks those with the length ~0 and has one answer for all; where
+ * that does not say why each was refused, each is asked for alone. A value that has grown meanwhile is asked for again.
  */
 final class AttributeReader {
     /** The most bytes that are read of one attribute, or of those of one call; more is taken for a mistake. */
@@ -223,7 +223,8 @@ final class AttributeReader {
         } else if (wanted.kind == AttributeKind.TEMPLATE) {
             takeTemplate(structure, wanted, (int) length, level);
         } else {
-            wanted.read = new Attribute(wanted.type, wanted.kind.value(structure.getBytes(wanted.roomAt, (int) length)));
+            wanted.read = new Attribute(wanted.type,
+                    wanted.kind.value(structure.getBytes(wanted.roomAt, (int) length)));
         }
     }
 

@@ -9,8 +9,8 @@ import java.util.Objects;
 import velnor.Attribute.Availability;
 
 /**
- * What no key of a class and type is without. Tokens are bound to look; some create what is incomplete, or keep what they
- * refused to create, and end the process when it is used (SoftHSM, NSS).
+ * What no key of a class and type is without. Tokens are bound to look; some create what is incomplete, or keep what
+ * they refused to create, and end the process when it is used (SoftHSM, NSS).
  */
 final class CompleteKeys {
     private static final Map<List<Integer>, int[]> REQUIRED = new HashMap<>();
@@ -40,8 +40,8 @@ final class CompleteKeys {
     }
 
     /**
-     * Checks a template that a key is to be created of. One without a class or type is the token's to judge, as is a key of
-     * the vendor's.
+     * Checks a template that a key is to be created of. One without a class or type is the token's to judge, as is a
+     * key of the vendor's.
      *
      * @throws IllegalArgumentException when the key would not be complete
      */
@@ -63,7 +63,7 @@ final class CompleteKeys {
         }
     }
 
-    /** What of a key on a token is to be read for {@link #checkRead}: no secrets, which no token gives away or ought to. */
+    /** What of a key on a token is to be read for {@link #checkRead}: nothing secret. */
     static long[] toBeRead(int keyClass, int keyType) {
         return Arrays.stream(required(keyClass, keyType))
                 .filter(type -> type != CKA.PRIVATE_EXPONENT && (type != CKA.VALUE || keyClass == CKO.PUBLIC_KEY))

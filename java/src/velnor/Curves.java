@@ -23,7 +23,8 @@ final class Curves {
     /** The object identifiers of the curves that have keys of a type of their own, and the names for them in use. */
     private static final Map<String, String> EDWARDS = Map.of("edwards25519", "1.3.101.112", "edwards448",
             "1.3.101.113");
-    private static final Map<String, String> MONTGOMERY = Map.of("curve25519", "1.3.101.110", "curve448", "1.3.101.111");
+    private static final Map<String, String> MONTGOMERY = Map.of("curve25519", "1.3.101.110", "curve448",
+            "1.3.101.111");
 
     /** The named curves of Weierstrass form: SEC, ANSI X9.62, Brainpool, and those of China and France. */
     private static final Set<String> KNOWN = Stream.of(
@@ -87,8 +88,8 @@ final class Curves {
     }
 
     /**
-     * The point itself. Tokens give it raw, or in an {@code OCTET STRING} as the standard has it for curves of Weierstrass
-     * form, or, rarely, in a {@code BIT STRING}.
+     * The point itself. Tokens give it raw, or in an {@code OCTET STRING} as the standard has it for curves of
+     * Weierstrass form, or, rarely, in a {@code BIT STRING}.
      */
     static byte[] rawPoint(byte[] point, OptionalInt fieldBytes) {
         if (fieldBytes.isPresent() && point.length == 1 + 2 * fieldBytes.getAsInt() && point[0] == 4) {

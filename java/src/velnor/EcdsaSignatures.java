@@ -7,8 +7,8 @@ import java.util.Objects;
 import velnor.der.Der;
 
 /**
- * The two forms of an ECDSA or DSA signature: r and s side by side, each as long as the order of the group, which is how
- * tokens make and take them, and the DER that X.509, TLS, CMS and {@link java.security.Signature} use.
+ * The two forms of an ECDSA or DSA signature: r and s side by side, each as long as the order of the group, which is
+ * how tokens make and take them, and the DER that X.509, TLS, CMS and {@link java.security.Signature} use.
  */
 public final class EcdsaSignatures {
     private EcdsaSignatures() {

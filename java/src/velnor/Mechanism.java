@@ -6,10 +6,11 @@ import velnor.params.MechanismParams;
 /**
  * A way to encrypt, sign, digest, generate, wrap or derive, with its parameter.
  *
- * <p>The parameter is an object of the class of {@link velnor.params} that belongs to the mechanism, or a {@code byte[]}:
- * an initialisation vector, or whatever a vendor's mechanism takes. {@link Session} refuses a mechanism whose parameter is
- * of the wrong class. The methods of {@link velnor.nat.NativeSession} do not look, see the low 32 bits of the type alone,
- * and pass on only the parameters that {@link velnor.params} had from the beginning, and vectors of 8 bytes.
+ * <p>The parameter is an object of the class of {@link velnor.params} that belongs to the mechanism, or a {@code
+ * byte[]}: an initialisation vector, or whatever a vendor's mechanism takes. {@link Session} refuses a mechanism whose
+ * parameter is of the wrong class. The methods of {@link velnor.nat.NativeSession} do not look, see the low 32 bits of
+ * the type alone, and pass on only the parameters that {@link velnor.params} had from the beginning, and vectors of 8
+ * bytes.
  */
 public final class Mechanism {
     /** The low 32 bits of the type. Native code looks it up by its name, as the parameter. */
@@ -30,9 +31,9 @@ public final class Mechanism {
      * Makes a mechanism.
      *
      * @param mechanism the mechanism type ({@code CKM_}); a negative one is that of the same 32 bits
-     * @param parameter a {@code byte[]} (copied), an object of the class that belongs to the mechanism, or null. In {@link
-     *        velnor.nat.NativeSession} a vector longer than 8 bytes is cut, and an object of another class is undefined
-     *        behaviour.
+     * @param parameter a {@code byte[]} (copied), an object of the class that belongs to the mechanism, or null. In
+     *        {@link velnor.nat.NativeSession} a vector longer than 8 bytes is cut, and an object of another class is
+     *        undefined behaviour.
      */
     public Mechanism(int mechanism, Object parameter) {
         this(Integer.toUnsignedLong(mechanism), parameter);

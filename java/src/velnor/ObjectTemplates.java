@@ -27,10 +27,10 @@ import javax.crypto.spec.DHParameterSpec;
 import velnor.der.Der;
 
 /**
- * Templates for {@link Session#createObject} out of the JDK's keys and certificates. They say what the object is; what it
- * is for, its label and whether it stays on the token come from the attributes that are added, which replace those of the
- * same type. What is not said is as the token has it by default, which for a private or secret key may be that its value
- * can be read: say {@code CKA_SENSITIVE} and {@code CKA_EXTRACTABLE}.
+ * Templates for {@link Session#createObject} out of the JDK's keys and certificates. They say what the object is; what
+ * it is for, its label and whether it stays on the token come from the attributes that are added, which replace those
+ * of the same type. What is not said is as the token has it by default, which for a private or secret key may be that
+ * its value can be read: say {@code CKA_SENSITIVE} and {@code CKA_EXTRACTABLE}.
  */
 public final class ObjectTemplates {
     private ObjectTemplates() {
@@ -117,8 +117,8 @@ public final class ObjectTemplates {
     }
 
     /**
-     * Makes the template of a secret key. A key of an algorithm that has no key type of its own here, such as one for an
-     * HMAC, is a {@code CKK_GENERIC_SECRET}.
+     * Makes the template of a secret key. A key of an algorithm that has no key type of its own here, such as one for
+     * an HMAC, is a {@code CKK_GENERIC_SECRET}.
      *
      * @param key a key that can be exported
      * @param more further attributes

@@ -1,6 +1,5 @@
 package velnor;
 
-import java.nio.charset.StandardCharsets;
 import java.util.Objects;
 
 import velnor.nat.Structure;
@@ -15,23 +14,6 @@ final class Templates {
     static final int MOST_LEVELS = 4;
 
     private Templates() {
-    }
-
-    /** A template of its own with texts in UTF-8, after a check of each value against its type. */
-    static Attribute[] checked(Attribute... template) {
-        Objects.requireNonNull(template, "template");
-        Attribute[] checked = new Attribute[template.length];
-        for (int i = 0; i < template.length; i++) {
-            checked[i] = checked(Objects.requireNonNull(template[i], "an attribute of the template"));
-        }
-        return checked;
-    }
-
-    private static Attribute checked(Attribute attribute) {
-        check(attribute, 1);
-        Object value = attribute.uncopiedValue();
-        return value instanceof String
-                ? new Attribute(attribute.typeCode(), ((String) value).getBytes(StandardCharsets.UTF_8)) : attribute;
     }
 
     private static void check(Attribute attribute, int level) {

@@ -29,8 +29,8 @@ import velnor.nat.Structure;
 public final class TokenObject {
     private final Session session;
     private final long handle;
-    /** What the object has told of its key type, which never changes; null until it is asked. */
-    private volatile OptionalInt keyType;
+    /** Class and key type, which never change; null until they are asked. */
+    private volatile List<Attribute> identity;
     /** How long the modulus has turned out to be; null until it is asked. */
     private volatile OptionalInt modulusLength;
     /** Whether the object was looked at, and nothing was missing. */
@@ -64,8 +64,8 @@ public final class TokenObject {
      *
      * @param type the attribute type ({@code CKA_})
      * @return the attribute
-     * @throws CryptokiException when the object does not have it ({@code CKR_ATTRIBUTE_TYPE_INVALID}) or does not give it
-     *         away ({@code CKR_ATTRIBUTE_SENSITIVE}), or the token refuses for another reason
+     * @throws CryptokiException when the object does not have it ({@code CKR_ATTRIBUTE_TYPE_INVALID}) or does not give
+     *        it away ({@code CKR_ATTRIBUTE_SENSITIVE}), or the token refuses for another reason
      */
     public Attribute attribute(int type) {
         return attribute(Integer.toUnsignedLong(type));
@@ -76,8 +76,8 @@ public final class TokenObject {
      *
      * @param type the attribute type, all 64 bits of it
      * @return the attribute
-     * @throws CryptokiException when the object does not have it ({@code CKR_ATTRIBUTE_TYPE_INVALID}) or does not give it
-     *         away ({@code CKR_ATTRIBUTE_SENSITIVE}), or the token refuses for another reason
+     * @throws CryptokiException when the object does not have it ({@code CKR_ATTRIBUTE_TYPE_INVALID}) or does not give
+     *        it away ({@code CKR_ATTRIBUTE_SENSITIVE}), or the token refuses for another reason
      */
     public Attribute attribute(long type) {
         Attribute read = read(type).get(0);
@@ -94,8 +94,8 @@ public final class TokenObject {
      * Reads what can be read of some attributes, in as few calls as the token lets.
      *
      * @param types the attribute types ({@code CKA_})
-     * @return an attribute for each type, in this order; its {@link Attribute#availability()} tells whether the object does
-     *         not have it or does not give it away, and its value is null then
+     * @return an attribute for each type, in this order; its {@link Attribute#availability()} tells whether the object
+     *        does not have it or does not give it away, and its value is null then
      * @throws CryptokiException when the token refuses for another reason
      */
     public List<Attribute> attributes(int... types) {
@@ -106,8 +106,8 @@ public final class TokenObject {
      * Reads what can be read of some attributes, in as few calls as the token lets.
      *
      * @param types the attribute types, all 64 bits of them
-     * @return an attribute for each type, in this order; its {@link Attribute#availability()} tells whether the object does
-     *         not have it or does not give it away, and its value is null then
+     * @return an attribute for each type, in this order; its {@link Attribute#availability()} tells whether the object
+     *        does not have it or does not give it away, and its value is null then
      * @throws CryptokiException when the token refuses for another reason
      */
     public List<Attribute> attributes(long... types) {
@@ -156,8 +156,9 @@ public final class TokenObject {
     }
 
     /**
-     * Gives the public key that the object is, or that belongs to it: of a public key, of a certificate, or of a private
-     * key as far as the token shows enough of it (modulus and public exponent of RSA, or {@code CKA_PUBLIC_KEY_INFO}).
+     * Gives the public key that the object is, or that belongs to it: of a public key, of a certificate, or of a
+     * private key as far as the token shows enough of it (modulus and public exponent of RSA, or {@code
+     * CKA_PUBLIC_KEY_INFO}).
      *
      * @return an RSA, EC, Edwards, Montgomery, DSA or Diffie-Hellman key of the JDK
      * @throws CryptokiException when the token refuses
@@ -206,17 +207,31 @@ public final class TokenObject {
         }
     }
 
-    /** The key type ({@code CKK_}), or empty when the object does not tell. */
-    OptionalInt keyType() {
-        if (keyType == null) {
-            keyType = readKeyType();
-        }
-        return keyType;
+    /**
+     * Tells whether the key asks for its PIN each time it is used ({@code CKA_ALWAYS_AUTHENTICATE}).
+     *
+     * @return whether it does; false for one that does not tell
+     */
+    public boolean asksForPinEachTime() {
+        return Boolean.TRUE.equals(read(CKA.ALWAYS_AUTHENTICATE).get(0).value());
     }
 
-    private OptionalInt readKeyType() {
-        Object type = readIfTold(CKA.KEY_TYPE).get(0).value();
-        return type instanceof Integer ? OptionalInt.of((Integer) type) : OptionalInt.empty();
+    /** The key type ({@code CKK_}), or empty when the object does not tell. */
+    OptionalInt keyType() {
+        return number(identity().get(1));
+    }
+
+    /** What the object has told of its class and key type, which never change. */
+    private List<Attribute> identity() {
+        if (identity == null) {
+            identity = readIfTold(CKA.CLASS, CKA.KEY_TYPE);
+        }
+        return identity;
+    }
+
+    private static OptionalInt number(Attribute attribute) {
+        Object value = attribute.value();
+        return value instanceof Integer ? OptionalInt.of((Integer) value) : OptionalInt.empty();
     }
 
     /** How many bytes the modulus of an RSA key has, without leading zeroes; empty when the object does not tell. */
@@ -230,17 +245,18 @@ public final class TokenObject {
     }
 
     /**
-     * Checks, once for each object, that a key has what no key of its class and type is without, as far as the token shows
-     * it.
+     * Checks, once for each object, that a key has what no key of its class and type is without, as far as the token
+     * shows it.
      *
      * @throws IllegalArgumentException when it is not complete
      */
     void requireComplete() {
         if (!complete) {
-            Object objectClass = readIfTold(CKA.CLASS).get(0).value();
-            if (keyType().isPresent() && objectClass instanceof Integer) {
+            OptionalInt objectClass = number(identity().get(0));
+            if (keyType().isPresent() && objectClass.isPresent()) {
                 int type = keyType().getAsInt();
-                CompleteKeys.checkRead(this, type, readIfTold(CompleteKeys.toBeRead((Integer) objectClass, type)));
+                long[] essential = CompleteKeys.toBeRead(objectClass.getAsInt(), type);
+                CompleteKeys.checkRead(this, type, readIfTold(essential));
             }
             complete = true;
         }
@@ -293,14 +309,14 @@ public final class TokenObject {
     }
 
     /**
-     * Tells how much memory the object takes on the token.
+     * Tells how much memory the object takes on the token, as {@link #memorySize()} does for any number.
      *
-     * @return the number of bytes, or empty when the token does not tell, or it is more than an {@code int} has room for
+     * @return the number of bytes, or empty when the token does not tell
+     * @throws CryptokiException when the number does not fit an {@code int}
      */
     public OptionalInt size() {
         OptionalLong size = memorySize();
-        return size.isPresent() && size.getAsLong() <= Integer.MAX_VALUE ? OptionalInt.of((int) size.getAsLong())
-                : OptionalInt.empty();
+        return size.isPresent() ? OptionalInt.of(Numbers.fitting(size.getAsLong())) : OptionalInt.empty();
     }
 
     /**
@@ -310,7 +326,7 @@ public final class TokenObject {
      */
     public OptionalLong memorySize() {
         long size = session.objectSize(handle);
-        return size < 0 ? OptionalLong.empty() : OptionalLong.of(size);
+        return size == CK.UNAVAILABLE_INFORMATION ? OptionalLong.empty() : OptionalLong.of(size);
     }
 
     @Override
