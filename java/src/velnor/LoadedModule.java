@@ -30,14 +30,15 @@ import velnor.nat.Structure;
  * SessionHandle#turn}), so that calls with one session do not mix and others meet;
  * <li>the <em>count</em> of those inside, the session's own or, for calls without a session, the module's (guarded by
  * {@code gate});
- * <li>the <em>state</em>, which is looked at after the call was counted and changed before the counts are looked at: of
- * a call and a closing thread that come at the same time, one sees the other. </ol> {@code gate}, {@code sessions} and
- * {@code initialized} are monitors that are held for some instructions, never while a module works, and taken in this
- * order. Closing takes no turn: it refuses new calls and looks at the counts until nobody is inside, so it can also
- * give up.
+ * <li>the <em>state</em>, which is looked at after the call was counted and changed before the counts are looked at: of a
+ * call and a closing thread that come at the same time, one sees the other.
+ * </ol>
+ * {@code gate}, {@code sessions} and {@code initialized} are monitors that are held for some instructions, never while a
+ * module works, and taken in this order. Closing takes no turn: it refuses new calls and looks at the counts until nobody
+ * is inside, so it can also give up.
  *
- * <p>All of them are monitors, and the counts are given back by assignments, because the stack may be full at any
- * place: a monitor is given back then, a lock of {@code java.util.concurrent} may stay held for ever.
+ * <p>All of them are monitors, and the counts are given back by assignments, because the stack may be full at any place: a
+ * monitor is given back then, a lock of {@code java.util.concurrent} may stay held for ever.
  */
 final class LoadedModule {
     /** CLOSING refuses calls and becomes OPEN again if the closing thread gives up. */

@@ -227,8 +227,8 @@ public final class Session implements AutoCloseable {
     /**
      * Changes the PIN of whoever is logged in, or the user's.
      *
-     * @param oldPin the PIN so far, which is left as it is; null, as is the other one, for a reader with a PIN pad
-     *        ({@code CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types both
+     * @param oldPin the PIN so far, which is left as it is; null, as is the other one, for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types both
      * @param newPin the PIN from now on, which is left as it is, or null
      */
     public void setPIN(char[] oldPin, char[] newPin) {
@@ -534,8 +534,8 @@ public final class Session implements AutoCloseable {
     /**
      * Derives a key.
      *
-     * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE} and its like, which make several keys, give their
-     *        handles through the mechanism's parameter
+     * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE} and its like, which make several keys, give their handles
+     *        through the mechanism's parameter
      * @param baseKey the key to derive from
      * @param template what the key is to be
      * @return the key; for a mechanism that makes several keys an object that is none
@@ -728,8 +728,8 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Signs in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With
-     * a key that does not, the PIN is not looked at.
+     * Signs in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With a
+     * key that does not, the PIN is not looked at.
      *
      * @param mechanism the mechanism
      * @param key the key
@@ -751,8 +751,8 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Decrypts in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}).
-     * With a key that does not, the PIN is not looked at.
+     * Decrypts in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With
+     * a key that does not, the PIN is not looked at.
      *
      * @param mechanism the mechanism
      * @param key the key
@@ -1016,8 +1016,8 @@ public final class Session implements AutoCloseable {
      * Adds the next part of the data to a digest, and encrypts it. Nothing else happens to the two operations
      * meanwhile, and what fails one of them ends both, since they would be out of step.
      *
-     * <p>A token that does not have the one function that PKCS#11 has for both sees one update of each operation. In
-     * any case it must allow the two operations beside each other in one session; one that does not answers with {@code
+     * <p>A token that does not have the one function that PKCS#11 has for both sees one update of each operation. In any
+     * case it must allow the two operations beside each other in one session; one that does not answers with {@code
      * CKR_OPERATION_ACTIVE}.
      *
      * @param digester the digest
