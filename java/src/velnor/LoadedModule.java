@@ -86,7 +86,7 @@ final class LoadedModule {
                 throw new IllegalStateException((other == null ? name : other) + " is open already");
             }
             initialized.put(id, null);
-            refusedToFinish = unfinished.remove(id);
+            refusedToFinish = unfinished.contains(id);
         }
         LoadedModule module = null;
         try {
@@ -103,6 +103,7 @@ final class LoadedModule {
                     initialized.remove(id);
                 } else {
                     initialized.put(id, module);
+                    unfinished.remove(id);
                 }
             }
         }
