@@ -1,6 +1,5 @@
 package velnor;
 
-import java.util.Map;
 import java.util.Optional;
 import java.util.OptionalInt;
 
@@ -12,12 +11,6 @@ import velnor.table.MechanismTable;
  * the bytes of one kind of key for those of another, and end the process (SoftHSM, NSS).
  */
 final class KeyTypes {
-    /**
-     * What no key of the type is without. SoftHSM keeps the object when it has refused to create a key, and to use that
-     * ends the process.
-     */
-    private static final Map<Integer, Integer> ESSENTIAL = Map.of(CKK.RSA, CKA.MODULUS, CKK.DSA, CKA.PRIME);
-
     private KeyTypes() {
     }
 
@@ -33,14 +26,11 @@ final class KeyTypes {
             return;
         }
         OptionalInt type = key.keyType();
-        Integer essential = ESSENTIAL.get(type.orElse(-1));
-        if (essential != null && key.essentialLength(essential).orElse(1) == 0) {
-            throw new IllegalArgumentException(key + " is not complete: it has no " + CKA.name(essential));
-        }
         if (type.isPresent() && !isVendors(type.getAsInt()) && !row.get().takesKey(type.getAsInt())) {
             throw new IllegalArgumentException(CKM.name(mechanism.mechanism()) + " is not for a key of type "
                     + CKK.name(type.getAsInt()));
         }
+        key.requireComplete();
     }
 
     /**
@@ -48,7 +38,7 @@ final class KeyTypes {
      */
     static int mostInput(Mechanism mechanism, TokenObject key) {
         return mechanism.mechanism() == CKM.RSA_X_509
-                ? key.essentialLength(CKA.MODULUS).orElse(Integer.MAX_VALUE) : Integer.MAX_VALUE;
+                ? key.modulusLength().orElse(Integer.MAX_VALUE) : Integer.MAX_VALUE;
     }
 
     private static boolean isVendors(int type) {

@@ -244,14 +244,16 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Creates an object.
+     * Creates an object. {@link ObjectTemplates} makes templates of the JDK's keys and certificates.
      *
      * @param template what it is to be
      * @return the object
+     * @throws IllegalArgumentException when a key of the standard's would not be complete
      */
     public TokenObject createObject(Attribute... template) {
         Structure laidOut = Templates.structure(template);
         try {
+            CompleteKeys.checkTemplate(template);
             return made(Function.CREATE_OBJECT,
                     (module, session, object) -> NativeFunctions.create(module, session, laidOut.bytes(), object));
         } finally {

@@ -2,6 +2,7 @@ package velnor.params;
 
 import java.security.PublicKey;
 
+import velnor.CKD;
 import velnor.der.Der;
 import velnor.nat.Structure;
 
@@ -14,8 +15,6 @@ import velnor.nat.Structure;
  * take both.
  */
 public final class ECDH1DeriveParams implements MechanismParams {
-    private static final int NO_DERIVATION = 1;
-
     private final int kdf;
     private final byte[] sharedData;
     private final byte[] publicData;
@@ -23,7 +22,7 @@ public final class ECDH1DeriveParams implements MechanismParams {
     /**
      * Makes the parameter.
      *
-     * @param kdf what becomes of the agreed value ({@code CKD_}): 1 for nothing, 2 for ANSI X9.63 with SHA-1
+     * @param kdf what becomes of the agreed value ({@link CKD}), such as {@link CKD#NULL}
      * @param sharedData data that both parties know, for the derivation function; null for none
      * @param publicData the other party's point
      */
@@ -41,7 +40,7 @@ public final class ECDH1DeriveParams implements MechanismParams {
      * @throws IllegalArgumentException when the key does not tell its encoding
      */
     public static ECDH1DeriveParams of(PublicKey publicKey) {
-        return new ECDH1DeriveParams(NO_DERIVATION, null, point(publicKey));
+        return new ECDH1DeriveParams(CKD.NULL, null, point(publicKey));
     }
 
     /**
@@ -75,7 +74,7 @@ public final class ECDH1DeriveParams implements MechanismParams {
     public void check() {
         Arrays.check("public data", publicData, 0);
         Arrays.require(publicData.length > 0, "An agreement needs the other party's point");
-        Arrays.require(kdf != NO_DERIVATION || Arrays.length(sharedData) == 0,
+        Arrays.require(kdf != CKD.NULL || Arrays.length(sharedData) == 0,
                 "Shared data is for a derivation function, and CKD_NULL is none: name one, or leave the data out");
     }
 

@@ -1,5 +1,6 @@
 package velnor.params;
 
+import velnor.CKD;
 import velnor.nat.Structure;
 
 /** The parameter of {@code CKM_ECDH_AES_KEY_WRAP}: a key agreed with one that goes along wraps. */
@@ -12,7 +13,7 @@ public final class ECDHAESKeyWrapParams implements MechanismParams {
      * Makes the parameter.
      *
      * @param aesKeyBits the size of the AES key: 128, 192 or 256
-     * @param kdf what makes a key of the agreed value ({@code CKD_}): 2 for ANSI X9.63 with SHA-1, 6 with SHA-256
+     * @param kdf what makes a key of the agreed value ({@link CKD}), such as {@link CKD#SHA256_KDF}
      * @param sharedData data that both parties know, for the derivation function; null for none
      */
     public ECDHAESKeyWrapParams(int aesKeyBits, int kdf, byte[] sharedData) {

@@ -1,16 +1,10 @@
 package velnor.params;
 
+import velnor.CKF;
 import velnor.nat.Structure;
 
 /** The parameter of {@code CKM_HKDF_DERIVE} and {@code CKM_HKDF_DATA}. */
 public final class HKDFParams implements MechanismParams {
-    /** {@code CKF_HKDF_SALT_NULL}: as many zeroes as the digest is long. */
-    public static final int SALT_NULL = 1;
-    /** {@code CKF_HKDF_SALT_DATA}: the salt is given here. */
-    public static final int SALT_DATA = 2;
-    /** {@code CKF_HKDF_SALT_KEY}: the salt is the value of a key. */
-    public static final int SALT_KEY = 4;
-
     private final boolean extract;
     private final boolean expand;
     private final int prf;
@@ -25,7 +19,7 @@ public final class HKDFParams implements MechanismParams {
      * @param extract whether the first step is done
      * @param expand whether the second step is done
      * @param prf the digest mechanism ({@code CKM_}) of the HMAC
-     * @param saltType {@link #SALT_NULL}, {@link #SALT_DATA} or {@link #SALT_KEY}
+     * @param saltType {@link CKF#HKDF_SALT_NULL}, {@link CKF#HKDF_SALT_DATA} or {@link CKF#HKDF_SALT_KEY}
      * @param salt the salt, or null
      * @param saltKey the handle of the key that is the salt, or 0
      * @param info what the second step binds the key to, or null for nothing
@@ -51,18 +45,19 @@ public final class HKDFParams implements MechanismParams {
      */
     public static HKDFParams of(String digest, byte[] salt, byte[] info) {
         return new HKDFParams(true, true, Digests.named(digest).mechanism(),
-                Arrays.length(salt) == 0 ? SALT_NULL : SALT_DATA, salt, 0, info);
+                Arrays.length(salt) == 0 ? CKF.HKDF_SALT_NULL : CKF.HKDF_SALT_DATA, salt, 0, info);
     }
 
     @Override
     public void check() {
         Arrays.require(extract || expand, "HKDF without either of its steps does nothing: extract, expand or both");
         Arrays.require(prf != 0, "HKDF needs a digest, as of(\"SHA-256\", salt, info)");
-        Arrays.require(saltType == SALT_NULL || saltType == SALT_DATA || saltType == SALT_KEY,
-                "A salt is of type SALT_NULL, SALT_DATA or SALT_KEY, not " + saltType);
-        Arrays.require(saltType == SALT_DATA || Arrays.length(salt) == 0, "There is a salt; its type is SALT_DATA");
-        Arrays.require(saltType != SALT_DATA || Arrays.length(salt) > 0, "There is no salt; its type is SALT_NULL");
-        Arrays.require(saltType == SALT_KEY == (saltKey != 0), "The handle of a key goes with the type SALT_KEY");
+        boolean data = saltType == CKF.HKDF_SALT_DATA;
+        boolean key = saltType == CKF.HKDF_SALT_KEY;
+        Arrays.require(data || key || saltType == CKF.HKDF_SALT_NULL,
+                "The type of a salt is CKF.HKDF_SALT_NULL, HKDF_SALT_DATA or HKDF_SALT_KEY, not " + saltType);
+        Arrays.require(data == Arrays.length(salt) > 0, "A salt that has bytes goes with the type CKF.HKDF_SALT_DATA");
+        Arrays.require(key == (saltKey != 0), "The handle of a key goes with the type CKF.HKDF_SALT_KEY");
     }
 
     @Override

@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.CKP;
+import velnor.CKZ;
 import velnor.nat.Structure;
 
 /**
@@ -10,8 +12,6 @@ import velnor.nat.Structure;
  * told apart by their size.
  */
 public final class PBKD2Params implements MechanismParams {
-    private static final int SALT_SPECIFIED = 1;
-
     private final char[] password;
     private final byte[] salt;
     private final long iterations;
@@ -24,7 +24,8 @@ public final class PBKD2Params implements MechanismParams {
      * @param password the password, which the token is given in UTF-8
      * @param salt the salt
      * @param iterations the number of iterations
-     * @param prf the pseudo-random function ({@code CKP_}): 1 for HMAC with SHA-1, 4 with SHA-256
+     * @param prf the pseudo-random function ({@link CKP}), such as
+     *        {@link CKP#PKCS5_PBKD2_HMAC_SHA256}
      */
     public PBKD2Params(char[] password, byte[] salt, long iterations, int prf) {
         this(Arrays.copy(password), Arrays.copy(salt), iterations, prf, false);
@@ -72,7 +73,7 @@ public final class PBKD2Params implements MechanismParams {
 
     @Override
     public Structure structure() {
-        Structure structure = new Structure(9 * Structure.WORD).putNumber(0, SALT_SPECIFIED).putCounted(8, 16, salt)
+        Structure structure = new Structure(9 * Structure.WORD).putNumber(0, CKZ.SALT_SPECIFIED).putCounted(8, 16, salt)
                 .putLong(24, iterations).putNumber(32, prf);
         byte[] encoded = Arrays.utf8(password);
         structure.point(56, encoded);
