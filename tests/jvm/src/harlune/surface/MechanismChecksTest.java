@@ -29,6 +29,7 @@ import org.junit.jupiter.params.provider.MethodSource;
 
 import velnor.Attribute;
 import velnor.CKD;
+import velnor.CKF;
 import velnor.CKG;
 import velnor.CKM;
 import velnor.CKP;
@@ -124,7 +125,7 @@ class MechanismChecksTest {
                 new CCMParams(5, new byte[12], null, 16), new ChaCha20Params(new byte[4], new byte[12]),
                 new ChaCha20Poly1305Params(new byte[12], null), new PSSParams(CKM.SHA256, CKG.MGF1_SHA256, 32),
                 new ECDH1DeriveParams(CKD.NULL, null, new byte[65]), new EdDSAParams(true, bytes("context")),
-                new HKDFParams(true, true, CKM.SHA256, HKDFParams.SALT_NULL, null, 0, bytes("info")),
+                new HKDFParams(true, true, CKM.SHA256, CKF.HKDF_SALT_NULL, null, 0, bytes("info")),
                 new PBKD2Params(new char[] {'p'}, bytes("saltsalt"), 1000, CKP.PKCS5_PBKD2_HMAC_SHA256),
                 new CBCEncryptDataParams(new byte[16], new byte[16]), new ECDHAESKeyWrapParams(256, CKD.NULL, null),
                 new RSAAESKeyWrapParams(256, new OAEPParams(CKM.SHA_1, CKG.MGF1_SHA1, 1, null)),
