@@ -10,61 +10,11 @@
 
 namespace {
 
-constexpr MechanismRow row(CK_MECHANISM_TYPE mechanism, const ParameterKind& kind) {
-  return {mechanism, mechanism, &kind};
-}
-
-/// CKM_CAST_CBC_PAD and CKM_CAST3_CBC_PAD have no row although their siblings have one: modules have always been given
-/// them without a parameter.
 constexpr MechanismRow kMechanismRows[] = {
-    row(CKM_RSA_PKCS_OAEP, kOaepParameter),
-    row(CKM_RC2_ECB, kRc2Parameter),
-    row(CKM_RC2_CBC, kRc2CbcParameter),
-    row(CKM_RC2_MAC, kRc2Parameter),
-    row(CKM_RC2_MAC_GENERAL, kRc2MacGeneralParameter),
-    row(CKM_RC2_CBC_PAD, kRc2CbcParameter),
-    row(CKM_DES_CBC, kIvParameter),
-    row(CKM_DES_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_DES_CBC_PAD, kIvParameter),
-    row(CKM_DES3_CBC, kIvParameter),
-    row(CKM_DES3_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_DES3_CBC_PAD, kIvParameter),
-    row(CKM_CDMF_CBC, kIvParameter),
-    row(CKM_CDMF_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CDMF_CBC_PAD, kIvParameter),
-    row(CKM_MD2_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_MD5_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_SHA_1_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_RIPEMD128_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_RIPEMD160_HMAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST_CBC, kIvParameter),
-    row(CKM_CAST_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST3_CBC, kIvParameter),
-    row(CKM_CAST3_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST5_CBC, kIvParameter),
-    row(CKM_CAST5_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_CAST5_CBC_PAD, kIvParameter),
-    row(CKM_RC5_ECB, kRc5Parameter),
-    row(CKM_RC5_CBC, kRc5CbcParameter),
-    row(CKM_RC5_MAC, kRc5Parameter),
-    row(CKM_RC5_MAC_GENERAL, kRc5MacGeneralParameter),
-    row(CKM_RC5_CBC_PAD, kRc5CbcParameter),
-    row(CKM_IDEA_CBC, kIvParameter),
-    row(CKM_IDEA_MAC_GENERAL, kMacGeneralParameter),
-    row(CKM_IDEA_CBC_PAD, kIvParameter),
-    {CKM_CONCATENATE_BASE_AND_DATA, CKM_XOR_BASE_AND_DATA, &kKeyDerivationStringParameter},
-    row(CKM_EXTRACT_KEY_FROM_KEY, kExtractParameter),
-    row(CKM_SSL3_MASTER_KEY_DERIVE, kSsl3MasterKeyDeriveParameter),
-    row(CKM_SSL3_KEY_AND_MAC_DERIVE, kSsl3KeyMatParameter),
-    {CKM_SSL3_MD5_MAC, CKM_SSL3_SHA1_MAC, &kMacGeneralParameter},
-    {CKM_PBE_MD2_DES_CBC, CKM_PBE_SHA1_RC2_40_CBC, &kPbeParameter},
-    row(CKM_KEY_WRAP_SET_OAEP, kKeyWrapSetOaepParameter),
-    row(CKM_SKIPJACK_PRIVATE_WRAP, kSkipjackPrivateWrapParameter),
-    row(CKM_SKIPJACK_RELAYX, kSkipjackRelayxParameter),
-    row(CKM_KEA_KEY_DERIVE, kKeaDeriveParameter),
+#include "mechanism_rows.inc"
 };
 
-/// What the steps have found out about one slot.
+/// What the steps have found out for one register.
 struct Value {
   jfieldID field;
   jobject object;
@@ -76,7 +26,7 @@ struct Conversion {
   JNIEnv* env;
   jclass parameterClass;  ///< the first class found
   jclass currentClass;
-  Value values[kSlots];
+  Value values[kRegisters];
 };
 
 [[noreturn]] void fail(JNIEnv* env, const Failure& failure) {
@@ -96,7 +46,7 @@ T requireStep(JNIEnv* env, T result, const Failure& failure) {
 
 void run(Conversion& conversion, const Step& step) {
   JNIEnv* const env = conversion.env;
-  Value& value = conversion.values[step.slot];
+  Value& value = conversion.values[step.place];
   const jobject owner = conversion.values[step.owner].object;
   switch (step.action) {
   case Step::Action::FindClass:
@@ -166,7 +116,7 @@ CK_ULONG measure(JNIEnv* env, jobject array) {
 
 void fill(const Conversion& conversion, const Cell& cell, CK_BYTE_PTR block) {
   JNIEnv* const env = conversion.env;
-  const Value& value = conversion.values[cell.slot];
+  const Value& value = conversion.values[cell.place];
   switch (cell.content) {
   case Cell::Content::Number:
     store(block, cell.offset, widen(value.number));
@@ -244,7 +194,7 @@ CK_BYTE_PTR convert(JNIEnv* env, jobject jParameter, const ParameterKind& kind) 
 
 const ParameterKind* findParameterKind(CK_MECHANISM_TYPE mechanism) {
   for (const MechanismRow& candidate : kMechanismRows) {
-    if (candidate.first <= mechanism && mechanism <= candidate.last) {
+    if (candidate.mechanism == mechanism) {
       return candidate.kind;
     }
   }

@@ -29,9 +29,22 @@ final class Answers {
 
     /** The exception for an answer, under the name that the function has had in exceptions from the beginning. */
     static CryptokiException failure(Function function, int answer) {
+        return new CryptokiException(name(function), answer, description(answer));
+    }
+
+    /** The exception for what a module cannot mean. */
+    static CryptokiException nonsense(Function function, String text) {
+        return new CryptokiException(name(function), CKR.GENERAL_ERROR, text);
+    }
+
+    private static String name(Function function) {
+        return "J_" + function.standardName().substring("C_".length());
+    }
+
+    /** What an answer means, with its padding. */
+    static String description(int answer) {
         byte[] text = new byte[TEXT_BYTES];
         int length = Math.min(NativeFunctions.description(answer, text), text.length);
-        return new CryptokiException("J_" + function.standardName().substring("C_".length()), answer,
-                new String(text, 0, length, StandardCharsets.US_ASCII));
+        return new String(text, 0, length, StandardCharsets.US_ASCII);
     }
 }

@@ -1,39 +1,56 @@
 package velnor;
 
+import java.nio.ByteBuffer;
+import java.nio.CharBuffer;
+import java.nio.charset.CoderResult;
 import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
 import java.util.Objects;
 
-/** What is looked at before native code sees it. */
+/** Texts for a module, which are looked at before they go there. */
 final class Checks {
     private static final int LABEL_BYTES = 32;
+    private static final int MOST_BYTES_OF_A_CHAR = 3;
 
     private Checks() {
     }
 
-    /**
-     * A PIN that the token will be given exactly as it is: not empty, and without the characters of which native code
-     * sees another form than UTF-8.
-     */
-    static void pin(String pin) {
-        nativeText(pin, "PIN");
-        if (pin.isEmpty()) {
-            throw new IllegalArgumentException("The PIN is empty");
-        }
-    }
-
-    /** A token label that fits its field. */
-    static void label(String label) {
-        nativeText(label, "label");
-        if (label.getBytes(StandardCharsets.UTF_8).length > LABEL_BYTES) {
+    /** A token label in UTF-8 that fills its field, with blanks at its end. */
+    static byte[] label(String label) {
+        byte[] bytes = text(label, "label");
+        if (bytes.length > LABEL_BYTES) {
             throw new IllegalArgumentException("The label has more than " + LABEL_BYTES + " bytes");
         }
+        byte[] field = Arrays.copyOf(bytes, LABEL_BYTES);
+        Arrays.fill(field, bytes.length, LABEL_BYTES, (byte) ' ');
+        return field;
     }
 
-    private static void nativeText(String text, String what) {
-        Objects.requireNonNull(text, what);
-        if (text.chars().anyMatch(c -> c == 0 || Character.isSurrogate((char) c))) {
-            throw new IllegalArgumentException("The " + what
-                    + " has a zero or a character beyond U+FFFF, which the native library cannot pass on as UTF-8");
+    /** A text in UTF-8. */
+    static byte[] text(String text, String what) {
+        return utf8(Objects.requireNonNull(text, what).toCharArray(), what);
+    }
+
+    /**
+     * Characters in UTF-8. Nothing of them is left in memory but in what is returned.
+     *
+     * @throws IllegalArgumentException when there is a zero among them, or half a surrogate pair
+     */
+    static byte[] utf8(char[] characters, String what) {
+        for (char c : characters) {
+            if (c == 0) {
+                throw new IllegalArgumentException("The " + what + " has a zero in it");
+            }
+        }
+        ByteBuffer room = ByteBuffer.allocate(Math.multiplyExact(characters.length, MOST_BYTES_OF_A_CHAR));
+        try {
+            CoderResult end = StandardCharsets.UTF_8.newEncoder().encode(CharBuffer.wrap(characters), room, true);
+            if (end.isError()) {
+                throw new IllegalArgumentException("The " + what + " has half a surrogate pair in it");
+            }
+            return Arrays.copyOf(room.array(), room.position());
+        } finally {
+            Arrays.fill(room.array(), (byte) 0);
         }
     }
 }

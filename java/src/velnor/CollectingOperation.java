@@ -2,26 +2,68 @@ package velnor;
 
 import java.io.IOException;
 import java.io.InputStream;
+import java.nio.ByteBuffer;
+import java.util.Arrays;
 import java.util.Objects;
 
-import velnor.nat.NativeSession;
+import velnor.nat.NativeFunctions;
 
 /** An operation that gives out nothing before its end. */
 abstract class CollectingOperation extends Operation {
-    CollectingOperation(Session session, String startFunction, Mechanism mechanism) {
-        super(session, startFunction, mechanism);
+    CollectingOperation(SessionHandle session, OperationKind kind, Mechanism mechanism) {
+        super(session, kind, mechanism);
     }
 
-    CollectingOperation(Session session, String startFunction, Mechanism mechanism, TokenObject key) {
-        super(session, startFunction, mechanism, key);
+    CollectingOperation(SessionHandle session, OperationKind kind, Mechanism mechanism, TokenObject key) {
+        super(session, kind, mechanism, key);
     }
 
-    abstract void part(NativeSession nat, boolean init, byte[] data);
+    // ---- steps
 
-    /** The further parts of an operation that has begun. */
-    final void parts(NativeSession nat, byte[] data, int off, int len) {
-        inParts(data, off, len, part -> part(nat, false, part));
+    private Void part(byte[] data, int off, int len) {
+        takePart(data, off, len);
+        return null;
     }
+
+    private Void part(ByteBuffer data, int off, int len) {
+        Answers.require(kind().part(),
+                NativeFunctions.bytesDirect(module(), kind().part().index(), handle(), data, off, len));
+        countPart(len);
+        return null;
+    }
+
+    /** What is left to be taken before the end of an operation that was given parts. */
+    final void takeParts(byte[] data, int off, int len) {
+        for (int done = 0; done < len; done += PART) {
+            takePart(data, off + done, Math.min(PART, len - done));
+        }
+    }
+
+    /** The room for what comes out in the end. */
+    int room() {
+        return 0;
+    }
+
+    /** What comes out when the rest of the data is given. */
+    final byte[] result(byte[] data, int off, int len) {
+        if (!isFed()) {
+            return output(kind().whole(), data, off, len, room());
+        }
+        takeParts(data, off, len);
+        return output(kind().last(), null, 0, 0, room());
+    }
+
+    @Override
+    void endAfterParts() {
+        Arrays.fill(output(kind().last(), null, 0, 0, room()), (byte) 0);
+    }
+
+    @Override
+    void endInOnePart() {
+        Arrays.fill(output(kind().whole(), NOTHING, 0, 0, room()), (byte) 0);
+    }
+
+    // ---- for programs
 
     /**
      * Adds the next part of the data.
@@ -45,11 +87,35 @@ abstract class CollectingOperation extends Operation {
      */
     public final void update(byte[] data, int off, int len) {
         Objects.checkFromIndexSize(off, len, data.length);
-        requireUsable();
-        inParts(data, off, len, part -> feed((nat, init) -> {
-            part(nat, init, part);
-            return null;
-        }));
+        if (len == 0) {
+            requireUsable();
+        }
+        for (int done = 0; done < len; done += PART) {
+            feed(this, CollectingOperation::part, data, off + done, Math.min(PART, len - done));
+        }
+    }
+
+    /**
+     * Adds the next part of the data. A direct buffer is used where it lies, without a copy.
+     *
+     * @param data has the part, which is what remains in it; none remains afterwards
+     * @throws CryptokiException when the token refuses; the operation is over then
+     * @throws IllegalStateException when the operation is over, or another of its kind goes on in the session
+     */
+    public final void update(ByteBuffer data) {
+        int len = data.remaining();
+        if (data.isDirect() && len > 0) {
+            feed(this, CollectingOperation::part, data, data.position(), len);
+            data.position(data.limit());
+            return;
+        }
+        byte[] array = array(data, len);
+        try {
+            update(array, arrayOffset(data), len);
+        } finally {
+            wipeCopy(data, array);
+        }
+        data.position(data.limit());
     }
 
     /**

@@ -5,17 +5,16 @@ import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
-import java.util.IdentityHashMap;
 import java.util.List;
 import java.util.Objects;
 import java.util.Optional;
-import java.util.Set;
 import java.util.concurrent.TimeUnit;
-import java.util.function.Function;
+import java.util.function.LongToIntFunction;
+import java.util.function.Supplier;
 import java.util.stream.Collectors;
 
-import velnor.nat.NativeCryptoki;
-import velnor.nat.NativeSlot;
+import velnor.nat.Function;
+import velnor.nat.NativeFunctions;
 
 /**
  * A PKCS#11 module that is loaded and initialised: the way in.
@@ -29,60 +28,46 @@ import velnor.nat.NativeSlot;
  * }
  * }</pre>
  *
- * <p>The native library holds one module for the whole process, so one {@code Cryptoki} can be open at a time; to use
- * several modules together open {@code p11-kit-proxy.so}, which offers the slots of all that are configured for it.
- * Nobody else in the process may call {@link velnor.nat} or initialise the same module meanwhile.
+ * <p>Any number of modules can be open at the same time, each once. Nobody else in the process may initialise the same
+ * module meanwhile, be it through {@link velnor.nat}.
  *
  * <p>All methods of this class, of its slots, sessions and objects may be called from any thread; {@link Threading}
  * tells how the calls reach the module. What a closed {@code Cryptoki} gave out refuses to work with an {@link
  * IllegalStateException}.
  */
 public final class Cryptoki implements AutoCloseable {
-    private static final int LISTING_TRIES = 5;
     private static final Duration BETWEEN_POLLS = Duration.ofMillis(100);
     private static final Duration FOREVER = Duration.ofDays(365_000);
 
-    /** Guarded by the class. */
-    private static Cryptoki current;
-    /** The module that refused to be finalised last, or null; guarded by the class. */
-    private static String unfinished;
+    /** Those that are open, in the order of their opening; also the monitor that guards it. */
+    private static final List<Cryptoki> opened = new ArrayList<>();
 
-    private final NativeCryptoki nat = new NativeCryptoki();
-    private final Calls calls;
-    /** As the program spelled it. */
-    private final String name;
-    private final String modulePath;
-    /** The sessions that are open; guarded by {@link Calls#alone}. */
-    private final Set<Session> sessions = Collections.newSetFromMap(new IdentityHashMap<>());
-    private volatile boolean open = true;
+    private final LoadedModule module;
 
-    private Cryptoki(String module, Threading threading) {
-        calls = new Calls(threading);
-        name = module;
-        bind(module);
-        modulePath = NativeCryptoki.getLastLoadedLibraryFullPath();
+    private Cryptoki(LoadedModule module) {
+        this.module = module;
     }
 
     /**
-     * Loads and initialises a module; its calls are serialised.
+     * Loads and initialises a module, with {@link OpenOptions#DEFAULT}.
      *
      * @param module the module's file name: an absolute path, or a name that the dynamic loader finds
      * @return the open module
      * @throws CryptokiException when the module cannot be loaded or does not initialise
-     * @throws IllegalStateException when another module is open
+     * @throws IllegalStateException when the module is open already
      * @throws UnsatisfiedLinkError when the native library is not found; its message lists where it was looked for
      */
     public static Cryptoki open(String module) {
-        return open(module, Threading.SERIALIZED);
+        return open(module, OpenOptions.DEFAULT);
     }
 
     /**
-     * Loads and initialises a module; its calls are serialised.
+     * Loads and initialises a module, with {@link OpenOptions#DEFAULT}.
      *
      * @param module the module's file
      * @return the open module
      * @throws CryptokiException when the module cannot be loaded or does not initialise
-     * @throws IllegalStateException when another module is open
+     * @throws IllegalStateException when the module is open already
      * @throws UnsatisfiedLinkError when the native library is not found; its message lists where it was looked for
      */
     public static Cryptoki open(Path module) {
@@ -96,55 +81,57 @@ public final class Cryptoki implements AutoCloseable {
      * @param threading how the calls of several threads reach the module
      * @return the open module
      * @throws CryptokiException when the module cannot be loaded or does not initialise
-     * @throws IllegalStateException when another module is open
+     * @throws IllegalStateException when the module is open already
      * @throws UnsatisfiedLinkError when the native library is not found; its message lists where it was looked for
      */
     public static Cryptoki open(String module, Threading threading) {
+        return open(module, OpenOptions.DEFAULT.threading(threading));
+    }
+
+    /**
+     * Loads and initialises a module.
+     *
+     * @param module the module's file name: an absolute path, or a name that the dynamic loader finds
+     * @param options how
+     * @return the open module
+     * @throws CryptokiException when the module cannot be loaded or does not initialise
+     * @throws IllegalStateException when the module is open already
+     * @throws UnsatisfiedLinkError when the native library is not found; its message lists where it was looked for
+     */
+    public static Cryptoki open(String module, OpenOptions options) {
         Objects.requireNonNull(module, "module");
-        Objects.requireNonNull(threading, "threading");
+        Objects.requireNonNull(options, "options");
         if (module.isEmpty() || module.indexOf('\0') >= 0) {
             throw new IllegalArgumentException("The module's file name is empty or has a zero in it");
         }
         NativeLibrary.load();
-        synchronized (Cryptoki.class) {
-            if (current != null) {
-                throw new IllegalStateException("A process holds one module, and " + current + " is still open");
-            }
-            current = new Cryptoki(module, threading);
-            return current;
+        Cryptoki cryptoki = new Cryptoki(LoadedModule.open(module, options));
+        synchronized (opened) {
+            opened.add(cryptoki);
         }
+        return cryptoki;
     }
 
     /**
-     * Binds the module so that it stays mapped when it is closed: what it has left with a thread (the end of its
-     * thread-local data, a thread of its own) runs later than that. The module is mapped once by the load and, since a
-     * refused Finalize makes the library forget what it bound, once more by Initialize; closing takes away one of them.
-     */
-    private void bind(String module) {
-        NativeCryptoki.loadCryptokiLibrary2(module, false);
-        if (module.equals(unfinished)) {
-            NativeCryptoki.loadCryptokiLibrary2(module, false); // finalises what was loaded, this time perhaps it may
-        }
-        try {
-            nat.Finalize(null);
-        } catch (CryptokiException expected) {
-            if (expected.code() != CKR.CRYPTOKI_NOT_INITIALIZED) {
-                throw expected;
-            }
-        }
-        nat.Initialize(null);
-        unfinished = null;
-    }
-
-    /**
-     * Gives the module that is open in this process, as far as this class loader knows: for whoever has to close one
-     * that was lost. It does not close itself when it is collected.
+     * Gives the module that was opened last of those that are open in this process, as far as this class loader knows:
+     * for whoever has to close one that was lost. It does not close itself when it is collected.
      *
      * @return the module, or empty when none is open
      */
     public static Optional<Cryptoki> current() {
-        synchronized (Cryptoki.class) {
-            return Optional.ofNullable(current);
+        List<Cryptoki> all = allOpen();
+        return all.isEmpty() ? Optional.empty() : Optional.of(all.get(all.size() - 1));
+    }
+
+    /**
+     * Lists the modules that are open in this process, as far as this class loader knows.
+     *
+     * @return the modules in the order in which they were opened
+     */
+    public static List<Cryptoki> allOpen() {
+        synchronized (opened) {
+            opened.removeIf(cryptoki -> !cryptoki.isOpen());
+            return Collections.unmodifiableList(new ArrayList<>(opened));
         }
     }
 
@@ -154,7 +141,11 @@ public final class Cryptoki implements AutoCloseable {
      * @return the information
      */
     public Info info() {
-        return call(NativeCryptoki::GetInfo);
+        byte[] structure = new byte[InfoStructure.INFO];
+        require(Function.GET_INFO,
+                id -> NativeFunctions.information(id, Function.GET_INFO.index(), 0, 0, structure));
+        int bridge = NativeFunctions.version();
+        return InfoStructure.info(structure, new Version(bridge & 0xFF, bridge >> 8));
     }
 
     /**
@@ -163,7 +154,16 @@ public final class Cryptoki implements AutoCloseable {
      * @return its full path; empty when it could not be found out
      */
     public String modulePath() {
-        return modulePath;
+        return module.path();
+    }
+
+    /**
+     * Tells how the calls of several threads reach the module: what {@link Threading#AUTOMATIC} has come to.
+     *
+     * @return {@link Threading#CONCURRENT} or {@link Threading#SERIALIZED}
+     */
+    public Threading threading() {
+        return module.isConcurrent() ? Threading.CONCURRENT : Threading.SERIALIZED;
     }
 
     /**
@@ -174,7 +174,7 @@ public final class Cryptoki implements AutoCloseable {
      * @return whether it is needed
      */
     public boolean isSecondAuthenticationRequired() {
-        return call(NativeCryptoki::IsSecondAuthenticationRequired);
+        return module.call(NativeFunctions::isSecondAuthenticationRequired);
     }
 
     /**
@@ -196,30 +196,17 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     private List<TokenSlot> slots(boolean tokenPresent) {
-        NativeSlot[] slots = call(module -> slots(module, tokenPresent));
-        return Arrays.stream(slots).map(this::slot).collect(Collectors.toUnmodifiableList());
+        long[] slots = module.call(id -> Lists.read(Function.GET_SLOT_LIST, id, tokenPresent ? 1 : 0));
+        return Arrays.stream(slots).mapToObj(this::slot).collect(Collectors.toUnmodifiableList());
     }
 
-    /** A token that arrives between the count and the list of the native method makes the list too long. */
-    private static NativeSlot[] slots(NativeCryptoki module, boolean tokenPresent) {
-        for (int triesLeft = LISTING_TRIES;; triesLeft--) {
-            try {
-                return module.GetSlotList(tokenPresent);
-            } catch (CryptokiException e) {
-                if (e.code() != CKR.BUFFER_TOO_SMALL || triesLeft == 1) {
-                    throw e;
-                }
-            }
-        }
-    }
-
-    private TokenSlot slot(NativeSlot slot) {
-        return new TokenSlot(this, slot);
+    private TokenSlot slot(long id) {
+        return new TokenSlot(this, id);
     }
 
     /**
-     * Finds the token with a label. A token that does not tell its label, because it is just being pulled or a number
-     * of its does not fit an {@code int}, is passed over.
+     * Finds the token with a label. A token that does not tell its label, because it is just being pulled, is passed
+     * over.
      *
      * @param label the label without its padding
      * @return its slot
@@ -254,14 +241,22 @@ public final class Cryptoki implements AutoCloseable {
      * @throws CryptokiException when the module does not tell ({@code CKR_FUNCTION_NOT_SUPPORTED} from many)
      */
     public Optional<TokenSlot> pollSlotEvent() {
-        try {
-            return Optional.of(slot(call(module -> module.WaitForSlotEvent(CKF.DONT_BLOCK, null))));
-        } catch (CryptokiException e) {
-            if (e.code() == CKR.NO_EVENT) {
-                return Optional.empty();
-            }
-            throw e;
+        long[] slot = new long[1];
+        int answer = module.call(id -> NativeFunctions.waitForSlotEvent(id, CKF.DONT_BLOCK, slot));
+        if (answer == CKR.NO_EVENT) {
+            return Optional.empty();
         }
+        Answers.require(Function.WAIT_FOR_SLOT_EVENT, answer);
+        return Optional.of(slot(slot[0]));
+    }
+
+    /**
+     * Watches the slots, whether the module tells of events or has to be asked slot by slot.
+     *
+     * @return a watch that knows the slots as they are now
+     */
+    public SlotWatch watchSlots() {
+        return new SlotWatch(this);
     }
 
     /**
@@ -288,10 +283,16 @@ public final class Cryptoki implements AutoCloseable {
      * @throws IllegalStateException when the module is closed, or was meanwhile
      */
     public Optional<TokenSlot> waitForSlotEvent(Duration timeout) throws InterruptedException {
+        return poll(this::pollSlotEvent, timeout);
+    }
+
+    /** Polls a few times a second until something has happened or the time is over. */
+    static Optional<TokenSlot> poll(Supplier<Optional<TokenSlot>> events, Duration timeout)
+            throws InterruptedException {
         Duration wanted = timeout.isNegative() ? Duration.ZERO : timeout;
         long begin = System.nanoTime();
         for (;;) {
-            Optional<TokenSlot> event = pollSlotEvent();
+            Optional<TokenSlot> event = events.get();
             Duration left = wanted.minusNanos(System.nanoTime() - begin);
             if (event.isPresent() || left.isNegative() || left.isZero()) {
                 return event;
@@ -306,56 +307,44 @@ public final class Cryptoki implements AutoCloseable {
      * @return false after {@link #close()}
      */
     public boolean isOpen() {
-        return open;
+        return module.isOpen();
     }
 
     /**
-     * Finalises the module; all its sessions end. Waits for calls that are under way. Closing a closed module does
-     * nothing.
+     * Finalises the module; all its sessions end. Waits for calls that are under way and refuses others. Closing a closed
+     * module does nothing.
      *
      * @throws CryptokiException when the module refuses; it counts as closed all the same
      */
     @Override
     public void close() {
-        synchronized (Cryptoki.class) {
-            calls.alone(() -> {
-                if (open) {
-                    open = false;
-                    sessions.clear();
-                    current = null;
-                    unfinished = name;
-                    nat.Finalize(null);
-                    unfinished = null;
-                }
-                return null;
-            });
-        }
+        Answers.require(Function.FINALIZE, module.close(null));
     }
 
-    <T> T call(Function<NativeCryptoki, T> call) {
-        return calls.ordinary(() -> {
-            requireOpen();
-            return call.apply(nat);
-        });
+    /**
+     * Finalises the module as {@link #close()} does, unless calls that are under way take too long. Then the module is as
+     * open as before, lets calls enter again, and can be closed later. {@code C_Finalize} itself, once it has begun, is
+     * waited for.
+     *
+     * @param limit how long to wait for calls that are under way
+     * @throws IllegalStateException when some have not come back by then; the module is open as before
+     * @throws CryptokiException when the module refuses; it counts as closed all the same
+     */
+    public void close(Duration limit) {
+        Answers.require(Function.FINALIZE, module.close(Objects.requireNonNull(limit, "limit")));
     }
 
-    Calls calls() {
-        return calls;
+    LoadedModule module() {
+        return module;
     }
 
-    /** The registry of open sessions; touched only inside {@link Calls#alone}. */
-    Set<Session> sessions() {
-        return sessions;
-    }
-
-    void requireOpen() {
-        if (!open) {
-            throw new IllegalStateException(this + " is closed");
-        }
+    /** Calls a function without a session that only answers, and must answer CKR_OK. */
+    void require(Function function, LongToIntFunction call) {
+        Answers.require(function, module.call(call::applyAsInt));
     }
 
     @Override
     public String toString() {
-        return "Cryptoki[" + modulePath + "]";
+        return module.toString();
     }
 }

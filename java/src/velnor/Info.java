@@ -7,6 +7,7 @@ public final class Info {
     private final String libraryDescription;
     private final Version libraryVersion;
     private final String manufacturerID;
+    private final Version moduleVersion;
 
     /**
      * Takes over what the module told.
@@ -19,11 +20,17 @@ public final class Info {
      */
     public Info(Version cryptokiVersion, int flags, String libraryDescription, Version libraryVersion,
             String manufacturerID) {
+        this(cryptokiVersion, flags, libraryDescription, libraryVersion, manufacturerID, null);
+    }
+
+    Info(Version cryptokiVersion, int flags, String libraryDescription, Version libraryVersion, String manufacturerID,
+            Version moduleVersion) {
         this.cryptokiVersion = cryptokiVersion;
         this.flags = flags;
         this.libraryDescription = libraryDescription;
         this.libraryVersion = libraryVersion;
         this.manufacturerID = manufacturerID;
+        this.moduleVersion = moduleVersion;
     }
 
     /**
@@ -69,6 +76,15 @@ public final class Info {
      */
     public Version libraryVersion() {
         return libraryVersion;
+    }
+
+    /**
+     * Tells the version of the module.
+     *
+     * @return the version; null in what {@link velnor.nat.NativeCryptoki} gives, which does not tell it
+     */
+    public Version moduleVersion() {
+        return moduleVersion;
     }
 
     /**

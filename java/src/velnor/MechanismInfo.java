@@ -2,8 +2,8 @@ package velnor;
 
 /** What a token can do with a mechanism. */
 public final class MechanismInfo {
-    private final int minKeySize;
-    private final int maxKeySize;
+    private final long minKeySize;
+    private final long maxKeySize;
     private final int flags;
 
     /**
@@ -14,6 +14,10 @@ public final class MechanismInfo {
      * @param flags the operations ({@code CKF_})
      */
     public MechanismInfo(int minKeySize, int maxKeySize, int flags) {
+        this((long) minKeySize, maxKeySize, flags);
+    }
+
+    MechanismInfo(long minKeySize, long maxKeySize, int flags) {
         this.minKeySize = minKeySize;
         this.maxKeySize = maxKeySize;
         this.flags = flags;
@@ -23,8 +27,18 @@ public final class MechanismInfo {
      * Tells the smallest key of the mechanism.
      *
      * @return the size, in bits or bytes as the standard says for the mechanism; some mechanisms leave it undefined
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #minKeyLength()} has it
      */
     public int minKeySize() {
+        return Numbers.fitting(minKeySize);
+    }
+
+    /**
+     * Tells the smallest key of the mechanism.
+     *
+     * @return the size of {@link #minKeySize()}, all 64 bits of it
+     */
+    public long minKeyLength() {
         return minKeySize;
     }
 
@@ -32,8 +46,18 @@ public final class MechanismInfo {
      * Tells the largest key of the mechanism.
      *
      * @return the size, in the unit of {@link #minKeySize()}
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #maxKeyLength()} has it
      */
     public int maxKeySize() {
+        return Numbers.fitting(maxKeySize);
+    }
+
+    /**
+     * Tells the largest key of the mechanism.
+     *
+     * @return the size of {@link #maxKeySize()}, all 64 bits of it
+     */
+    public long maxKeyLength() {
         return maxKeySize;
     }
 

@@ -14,7 +14,7 @@ import java.security.CodeSource;
 import java.util.LinkedHashMap;
 import java.util.Map;
 
-import velnor.nat.NativeCryptoki;
+import velnor.nat.NativeFunctions;
 
 /**
  * Finds {@code libharlune.so} and loads it. A program that uses the native methods of {@code velnor.nat} with nothing
@@ -68,7 +68,7 @@ public final class NativeLibrary {
 
     private static boolean isLoaded() {
         try {
-            NativeCryptoki.getLastLoadedLibraryFullPath();
+            NativeFunctions.version();
             return true;
         } catch (UnsatisfiedLinkError e) {
             return false;

@@ -3,7 +3,6 @@ package velnor;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.function.Consumer;
 
 /** Output that arrives in parts and is handed out as one array. What else there was of it is wiped. */
 final class Output implements AutoCloseable {
@@ -13,10 +12,6 @@ final class Output implements AutoCloseable {
         if (part.length > 0) {
             parts.add(part);
         }
-    }
-
-    void forEach(Consumer<byte[]> use) {
-        parts.forEach(use);
     }
 
     byte[] all() {

@@ -1,45 +1,28 @@
 package velnor;
 
-import velnor.nat.NativeSession;
+import java.util.Arrays;
 
 /** A signature from which its data can be recovered, or the recovering: in one part, from its start to its end. */
 final class Recovery extends Operation {
-    /** How the native methods begin it. */
-    interface Start {
-        void begin(NativeSession nat, Mechanism mechanism, long key);
+    private Recovery(SessionHandle session, OperationKind kind, Mechanism mechanism, TokenObject key) {
+        super(session, kind, mechanism, key);
     }
 
-    /** How the native methods do it, into an array of their own; the other form ends the JVM when the token refuses. */
-    interface Whole {
-        byte[] take(NativeSession nat, byte[] input, int off, int len);
+    static Recovery signing(SessionHandle session, Mechanism mechanism, TokenObject key) {
+        return new Recovery(session, OperationKind.RECOVERABLE_SIGNATURE, mechanism, key);
     }
 
-    private final Start start;
-    private final Whole whole;
-
-    private Recovery(Session session, String startFunction, Mechanism mechanism, TokenObject key, Start start,
-            Whole whole) {
-        super(session, startFunction, mechanism, key);
-        this.start = start;
-        this.whole = whole;
-    }
-
-    static Recovery signing(Session session, Mechanism mechanism, TokenObject key) {
-        return new Recovery(session, "J_SignRecoverInit", mechanism, key, NativeSession::J_SignRecoverInit,
-                NativeSession::J_SignRecover);
-    }
-
-    static Recovery verifying(Session session, Mechanism mechanism, TokenObject key) {
-        return new Recovery(session, "J_VerifyRecoverInit", mechanism, key, NativeSession::J_VerifyRecoverInit,
-                NativeSession::J_VerifyRecover);
+    static Recovery verifying(SessionHandle session, Mechanism mechanism, TokenObject key) {
+        return new Recovery(session, OperationKind.RECOVERY, mechanism, key);
     }
 
     byte[] finish(byte[] input, int off, int len) {
         requireInput(input, off, len);
-        return end((nat, init) -> {
-            start.begin(nat, mechanism, key);
-            return exactly(input, off, len, all -> whole.take(nat, all, 0, all.length));
-        }, nat -> NOTHING);
+        return end(this, Recovery::whole, input, off, len);
+    }
+
+    private byte[] whole(byte[] input, int off, int len) {
+        return output(kind().whole(), input, off, len, Math.max(Signer.ROOM, roomFor(len)));
     }
 
     @Override
@@ -48,12 +31,12 @@ final class Recovery extends Operation {
     }
 
     @Override
-    void endAfterParts(NativeSession nat) {
-        endInOnePart(nat);
+    void endAfterParts() {
+        endInOnePart();
     }
 
     @Override
-    void endInOnePart(NativeSession nat) {
-        whole.take(nat, NOTHING, 0, 0);
+    void endInOnePart() {
+        Arrays.fill(whole(NOTHING, 0, 0), (byte) 0);
     }
 }

@@ -1,18 +1,17 @@
 package velnor;
 
+import java.nio.ByteBuffer;
+import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.HashMap;
+import java.util.Collections;
 import java.util.List;
-import java.util.Map;
 import java.util.Objects;
 import java.util.Optional;
-import java.util.function.Consumer;
-import java.util.function.Function;
-import java.util.function.Supplier;
-import java.util.stream.Collectors;
+import java.util.function.ToLongFunction;
 
-import velnor.nat.NativeObject;
-import velnor.nat.NativeSession;
+import velnor.nat.Function;
+import velnor.nat.NativeFunctions;
+import velnor.nat.Structure;
 
 /**
  * An open session with a token.
@@ -30,19 +29,17 @@ public final class Session implements AutoCloseable {
     /** What a token is asked for at once: NSS makes no more. */
     private static final int RANDOM_PART = 1 << 16;
 
-    private final TokenSlot slot;
-    private final NativeSession nat;
-    /**
-     * What goes on in the token, of each kind at most one as the standard has it: an operation that was begun in place
-     * of another one, by a token that lets it, would go on with that one's data. Guards the operations, too.
-     */
-    private final Map<Class<?>, Operation> operations = new HashMap<>();
-    /** Changed by {@link Calls#alone}. */
-    private volatile boolean open = true;
+    /** How many objects a search asks for at once. */
+    private static final int FOUND_AT_ONCE = 256;
+    /** More than any key wrapped is long: a token that asks for as much is wrong. */
+    private static final int MOST_WRAPPED = 1 << 24;
+    /** How often an operation state is asked for that has grown since its length was told. */
+    private static final int STATE_TRIES = 5;
 
-    Session(TokenSlot slot, NativeSession nat) {
-        this.slot = slot;
-        this.nat = nat;
+    private final SessionHandle handle;
+
+    Session(SessionHandle handle) {
+        this.handle = handle;
     }
 
     /**
@@ -51,7 +48,7 @@ public final class Session implements AutoCloseable {
      * @return the token's slot
      */
     public TokenSlot slot() {
-        return slot;
+        return handle.slot();
     }
 
     /**
@@ -60,7 +57,10 @@ public final class Session implements AutoCloseable {
      * @return the information
      */
     public SessionInfo info() {
-        return call(NativeSession::J_GetSessionInfo);
+        byte[] structure = new byte[InfoStructure.SESSION_INFO];
+        handle.require(Function.GET_SESSION_INFO, (module, session) -> NativeFunctions.information(module,
+                Function.GET_SESSION_INFO.index(), session, 0, structure));
+        return InfoStructure.sessionInfo(structure);
     }
 
     /**
@@ -74,7 +74,18 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Logs in. The JVM keeps the string that holds the PIN until it collects it; the native copies are wiped.
+     * Logs the user in, with a PIN that never becomes a string.
+     *
+     * @param pin the user's PIN, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     * @throws CryptokiException when the token refuses; {@code CKR_USER_ALREADY_LOGGED_IN} after a login in any session
+     */
+    public void login(char[] pin) {
+        login(UserType.USER, pin);
+    }
+
+    /**
+     * Logs in. The JVM keeps the string that holds the PIN until it collects it; the copies are wiped.
      *
      * @param userType who logs in
      * @param pin the PIN
@@ -82,8 +93,47 @@ public final class Session implements AutoCloseable {
      */
     public void login(UserType userType, String pin) {
         Objects.requireNonNull(userType, "userType");
-        Checks.pin(pin);
-        run(session -> session.J_Login(userType.code(), pin));
+        try (Pin encoded = Pin.of(pin)) {
+            login(userType, encoded);
+        }
+    }
+
+    /**
+     * Logs in, with a PIN that never becomes a string.
+     *
+     * @param userType who logs in
+     * @param pin the PIN, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     * @throws CryptokiException when the token refuses; {@code CKR_USER_ALREADY_LOGGED_IN} after a login in any session
+     */
+    public void login(UserType userType, char[] pin) {
+        Objects.requireNonNull(userType, "userType");
+        try (Pin encoded = Pin.of(pin)) {
+            login(userType, encoded);
+        }
+    }
+
+    private void login(UserType userType, Pin pin) {
+        handle.require(Function.LOGIN,
+                (module, session) -> NativeFunctions.login(module, session, userType.code(), pin.bytes()));
+    }
+
+    /**
+     * Logs in a user of several that a token has (PKCS#11 3.0).
+     *
+     * @param userType who logs in
+     * @param pin the PIN, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     * @param userName the user's name
+     * @throws CryptokiException when the token refuses; {@code CKR_FUNCTION_NOT_SUPPORTED} from a module before 3.0
+     */
+    public void loginUser(UserType userType, char[] pin, String userName) {
+        Objects.requireNonNull(userType, "userType");
+        byte[] name = Checks.text(userName, "user name");
+        try (Pin encoded = Pin.of(pin)) {
+            handle.require(Function.LOGIN_USER, (module, session) -> NativeFunctions.loginUser(module, session,
+                    userType.code(), encoded.bytes(), name));
+        }
     }
 
     /**
@@ -96,8 +146,30 @@ public final class Session implements AutoCloseable {
      *         security officer is logged in
      */
     public boolean loginIfNeeded(String pin) {
+        try (Pin encoded = Pin.of(pin)) {
+            return loginIfNeeded(encoded);
+        }
+    }
+
+    /**
+     * Logs the user in unless that has happened, in whichever session. A PIN is then not looked at: for a check of the
+     * PIN log out first.
+     *
+     * @param pin the user's PIN, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     * @return whether this call logged in
+     * @throws CryptokiException when the token refuses, also ({@code CKR_USER_ANOTHER_ALREADY_LOGGED_IN}) while the
+     *         security officer is logged in
+     */
+    public boolean loginIfNeeded(char[] pin) {
+        try (Pin encoded = Pin.of(pin)) {
+            return loginIfNeeded(encoded);
+        }
+    }
+
+    private boolean loginIfNeeded(Pin pin) {
         try {
-            login(pin);
+            login(UserType.USER, pin);
             return true;
         } catch (CryptokiException e) {
             if (e.code() == CKR.USER_ALREADY_LOGGED_IN) {
@@ -109,7 +181,7 @@ public final class Session implements AutoCloseable {
 
     /** Logs out, for all sessions with the token. */
     public void logout() {
-        run(NativeSession::J_Logout);
+        number(Function.LOGOUT);
     }
 
     /**
@@ -118,8 +190,26 @@ public final class Session implements AutoCloseable {
      * @param pin the user's PIN from now on
      */
     public void initPIN(String pin) {
-        Checks.pin(pin);
-        run(session -> session.J_InitPIN(pin));
+        try (Pin encoded = Pin.of(pin)) {
+            initPIN(encoded);
+        }
+    }
+
+    /**
+     * Sets the user's PIN; the security officer must be logged in.
+     *
+     * @param pin the user's PIN from now on, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     */
+    public void initPIN(char[] pin) {
+        try (Pin encoded = Pin.of(pin)) {
+            initPIN(encoded);
+        }
+    }
+
+    private void initPIN(Pin pin) {
+        handle.require(Function.INIT_PIN, (module, session) -> NativeFunctions.bytes(module,
+                Function.INIT_PIN.index(), session, pin.bytes(), 0, pin.length()));
     }
 
     /**
@@ -129,34 +219,90 @@ public final class Session implements AutoCloseable {
      * @param newPin the PIN from now on
      */
     public void setPIN(String oldPin, String newPin) {
-        Checks.pin(oldPin);
-        Checks.pin(newPin);
-        run(session -> session.J_SetPIN(oldPin, newPin));
+        try (Pin encodedOld = Pin.of(oldPin); Pin encodedNew = Pin.of(newPin)) {
+            setPIN(encodedOld, encodedNew);
+        }
     }
 
     /**
-     * Creates an object.
+     * Changes the PIN of whoever is logged in, or the user's.
+     *
+     * @param oldPin the PIN so far, which is left as it is; null, as is the other one, for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types both
+     * @param newPin the PIN from now on, which is left as it is, or null
+     */
+    public void setPIN(char[] oldPin, char[] newPin) {
+        try (Pin encodedOld = Pin.of(oldPin); Pin encodedNew = Pin.of(newPin)) {
+            setPIN(encodedOld, encodedNew);
+        }
+    }
+
+    private void setPIN(Pin oldPin, Pin newPin) {
+        handle.require(Function.SET_PIN, (module, session) -> NativeFunctions.twoBytes(module,
+                Function.SET_PIN.index(), session, oldPin.bytes(), 0, oldPin.length(), newPin.bytes(), 0,
+                newPin.length()));
+    }
+
+    /**
+     * Creates an object. {@link ObjectTemplates} makes templates of the JDK's keys and certificates.
      *
      * @param template what it is to be
      * @return the object
+     * @throws IllegalArgumentException when a key of the standard's would not be complete
      */
     public TokenObject createObject(Attribute... template) {
-        Attribute[] checked = Templates.checked(template);
-        return object(call(session -> session.J_CreateObject(checked)));
+        Structure laidOut = Templates.structure(template);
+        try {
+            CompleteKeys.checkTemplate(template);
+            return made(Function.CREATE_OBJECT,
+                    (module, session, object) -> NativeFunctions.create(module, session, laidOut.bytes(), object));
+        } finally {
+            laidOut.wipe();
+        }
     }
 
     /**
-     * Finds objects. When the token fails in the middle of a search, the search stays open in the session, and the
-     * token refuses another one ({@code CKR_OPERATION_ACTIVE}) until the session is closed.
+     * Finds objects.
      *
      * @param template what they must have; nothing matches every object
      * @return all objects that match, in the module's order, perhaps none
      */
     public List<TokenObject> find(Attribute... template) {
-        Attribute[] checked = Templates.checked(template);
-        long[] handles = call(session -> session.J_FindObjects(checked));
-        return handles == null ? List.of()
-                : Arrays.stream(handles).mapToObj(this::object).collect(Collectors.toUnmodifiableList());
+        Structure laidOut = Templates.structure(template);
+        try {
+            return handle.call((module, session) -> {
+                Answers.require(Function.FIND_OBJECTS_INIT,
+                        NativeFunctions.findInit(module, session, laidOut.bytes()));
+                List<TokenObject> found = found(module, session);
+                Answers.require(Function.FIND_OBJECTS_FINAL,
+                        NativeFunctions.number(module, Function.FIND_OBJECTS_FINAL.index(), session));
+                return found;
+            });
+        } finally {
+            laidOut.wipe();
+        }
+    }
+
+    /** What a search that has begun finds. One that fails is ended, as far as the token lets it. */
+    private List<TokenObject> found(long module, long session) {
+        List<TokenObject> found = new ArrayList<>();
+        long[] handles = new long[FOUND_AT_ONCE];
+        boolean through = false;
+        try {
+            long count;
+            do {
+                count = Answers.require(Function.FIND_OBJECTS, NativeFunctions.find(module, session, handles));
+                for (int i = 0; i < count; i++) {
+                    found.add(object(handles[i]));
+                }
+            } while (count > 0);
+            through = true;
+            return Collections.unmodifiableList(found);
+        } finally {
+            if (!through) {
+                NativeFunctions.number(module, Function.FIND_OBJECTS_FINAL.index(), session);
+            }
+        }
     }
 
     /**
@@ -171,7 +317,7 @@ public final class Session implements AutoCloseable {
         if (found.size() != 1) {
             throw new IllegalArgumentException((found.isEmpty() ? "No object matches " : found.size()
                     + " objects match ") + Arrays.toString(template) + " on the token in slot "
-                    + Integer.toUnsignedString(slot.slotID()));
+                    + Long.toUnsignedString(slot().id()));
         }
         return found.get(0);
     }
@@ -222,28 +368,54 @@ public final class Session implements AutoCloseable {
      */
     public void random(byte[] random, int off, int len) {
         Objects.checkFromIndexSize(off, len, random.length);
-        byte[] part = new byte[Math.min(len, RANDOM_PART)];
-        run(session -> {
-            for (int done = 0; done < len; done += part.length) {
-                int size = Math.min(part.length, len - done);
-                session.J_GenerateRandom(session.sessionHandle(), false, null, part, 0, size);
-                System.arraycopy(part, 0, random, off + done, size);
+        handle.<Void>call((module, session) -> {
+            for (int done = 0; done < len; done += RANDOM_PART) {
+                Answers.require(Function.GENERATE_RANDOM, NativeFunctions.fill(module,
+                        Function.GENERATE_RANDOM.index(), session, random, off + done,
+                        Math.min(RANDOM_PART, len - done)));
             }
+            return null;
         });
-        Arrays.fill(part, (byte) 0);
     }
 
     /**
-     * Mixes bytes into the token's generator. The token is asked for one random byte besides, which is dropped: the
-     * native library seeds on the way to random bytes only.
+     * Fills a buffer with random bytes. A direct one is filled where it lies.
+     *
+     * @param random what remains in it is filled; nothing remains afterwards
+     * @throws CryptokiException when the token has no generator ({@code CKR_RANDOM_NO_RNG})
+     */
+    public void random(ByteBuffer random) {
+        if (!random.isDirect()) {
+            byte[] bytes = random(random.remaining());
+            random.put(bytes);
+            Arrays.fill(bytes, (byte) 0);
+            return;
+        }
+        if (random.isReadOnly()) {
+            throw new java.nio.ReadOnlyBufferException();
+        }
+        handle.<Void>call((module, session) -> {
+            while (random.hasRemaining()) {
+                int size = Math.min(RANDOM_PART, random.remaining());
+                Answers.require(Function.GENERATE_RANDOM, NativeFunctions.fillDirect(module,
+                        Function.GENERATE_RANDOM.index(), session, random, random.position(), size));
+                random.position(random.position() + size);
+            }
+            return null;
+        });
+    }
+
+    /**
+     * Mixes bytes into the token's generator.
      *
      * @param seed the bytes
      * @throws CryptokiException when the token takes no seed ({@code CKR_RANDOM_SEED_NOT_SUPPORTED} from {@code
      *         J_SeedRandom})
      */
     public void seedRandom(byte[] seed) {
-        byte[] copy = seed.clone();
-        run(session -> session.J_GenerateRandom(session.sessionHandle(), true, copy, new byte[1], 0, 1));
+        Objects.requireNonNull(seed, "seed");
+        handle.require(Function.SEED_RANDOM, (module, session) -> NativeFunctions.bytes(module,
+                Function.SEED_RANDOM.index(), session, seed, 0, seed.length));
     }
 
     /**
@@ -255,8 +427,15 @@ public final class Session implements AutoCloseable {
      */
     public TokenObject generateKey(Mechanism mechanism, Attribute... template) {
         MechanismParameters.check(mechanism);
-        Attribute[] checked = Templates.checked(template);
-        return object(call(session -> session.J_GenerateKey(mechanism, checked)));
+        Structure laidOut = Templates.structure(template);
+        try (Parameter parameter = Parameter.of(mechanism)) {
+            TokenObject key = made(Function.GENERATE_KEY, (module, session, made) -> NativeFunctions.generateKey(module,
+                    session, mechanism.type(), parameter.bytes(), laidOut.bytes(), made));
+            parameter.takeBack();
+            return key;
+        } finally {
+            laidOut.wipe();
+        }
     }
 
     /**
@@ -269,9 +448,17 @@ public final class Session implements AutoCloseable {
      */
     public TokenKeyPair generateKeyPair(Mechanism mechanism, Attribute[] publicTemplate, Attribute[] privateTemplate) {
         MechanismParameters.check(mechanism);
-        Attribute[] publicKey = Templates.checked(publicTemplate);
-        Attribute[] privateKey = Templates.checked(privateTemplate);
-        long[] pair = call(session -> session.J_GenerateKeyPair(mechanism, publicKey, privateKey));
+        Structure publicKey = Templates.structure(publicTemplate);
+        Structure privateKey = Templates.structure(privateTemplate);
+        long[] pair = new long[2];
+        try (Parameter parameter = Parameter.of(mechanism)) {
+            handle.require(Function.GENERATE_KEY_PAIR, (module, session) -> NativeFunctions.generateKeyPair(module,
+                    session, mechanism.type(), parameter.bytes(), publicKey.bytes(), privateKey.bytes(), pair));
+            parameter.takeBack();
+        } finally {
+            publicKey.wipe();
+            privateKey.wipe();
+        }
         return new TokenKeyPair(object(pair[0]), object(pair[1]));
     }
 
@@ -285,13 +472,26 @@ public final class Session implements AutoCloseable {
      */
     public byte[] wrapKey(Mechanism mechanism, TokenObject wrappingKey, TokenObject key) {
         MechanismParameters.check(mechanism);
-        long wrapping = handle(mechanism, wrappingKey);
-        long wrapped = handle(key);
-        return call(session -> session.J_WrapKey(mechanism, wrapping, wrapped));
+        long wrapping = handle.usable(mechanism, wrappingKey);
+        long wrapped = handle.usable(key);
+        try (Parameter parameter = Parameter.of(mechanism)) {
+            byte[] result = handle.call((module, session) -> wrapped(
+                    out -> NativeFunctions.wrapKey(module, session, mechanism.type(), parameter.bytes(), wrapping, wrapped,
+                            out)));
+            parameter.takeBack();
+            return result;
+        }
+    }
+
+    /** Asks for the length first: a mechanism that makes a vector of its own would make two, so it asks no more often. */
+    private static byte[] wrapped(ToLongFunction<byte[]> into) {
+        byte[] out = new byte[(int) Math.min(Answers.require(Function.WRAP_KEY, into.applyAsLong(null)), MOST_WRAPPED)];
+        int length = (int) Answers.require(Function.WRAP_KEY, into.applyAsLong(out));
+        return length == out.length ? out : Arrays.copyOf(out, length);
     }
 
     /**
-     * Makes a key out of a wrapped one. Each call costs native memory of the wrapped key's length, for good.
+     * Makes a key out of a wrapped one.
      *
      * @param mechanism how
      * @param unwrappingKey the key to unwrap with
@@ -305,7 +505,7 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Makes a key out of a wrapped one. Each call costs native memory of the array's length, for good.
+     * Makes a key out of a wrapped one.
      *
      * @param mechanism how
      * @param unwrappingKey the key to unwrap with
@@ -319,37 +519,51 @@ public final class Session implements AutoCloseable {
             Attribute... template) {
         MechanismParameters.check(mechanism);
         Objects.checkFromIndexSize(off, len, wrapped.length);
-        long unwrapping = handle(mechanism, unwrappingKey);
-        Attribute[] checked = Templates.checked(template);
-        return object(call(session -> session.J_UnwrapKey(mechanism, unwrapping, wrapped, off, len, checked)));
+        long unwrapping = handle.usable(mechanism, unwrappingKey);
+        Structure laidOut = Templates.structure(template);
+        try (Parameter parameter = Parameter.of(mechanism)) {
+            TokenObject key = made(Function.UNWRAP_KEY, (module, session, made) -> NativeFunctions.unwrapKey(module,
+                    session, mechanism.type(), parameter.bytes(), unwrapping, wrapped, off, len, laidOut.bytes(), made));
+            parameter.takeBack();
+            return key;
+        } finally {
+            laidOut.wipe();
+        }
     }
 
     /**
      * Derives a key.
      *
-     * <p>The low 32 bits of its handle are all that comes back. Where they may not be the whole handle, every object of
-     * the token is looked at for the one that they belong to.
-     *
-     * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE}, which makes several keys, is refused: neither do their
-     *        handles come back, nor does the token get the random data that the keys depend on
+     * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE} and its like, which make several keys, give their handles
+     *        through the mechanism's parameter
      * @param baseKey the key to derive from
      * @param template what the key is to be
-     * @return the key
-     * @throws CryptokiException when the token refuses; with code {@code CKR_GENERAL_ERROR} and a text that says so
-     *         when the key was made but cannot be told from others
+     * @return the key; for a mechanism that makes several keys an object that is none
+     * @throws CryptokiException when the token refuses
      */
     public TokenObject deriveKey(Mechanism mechanism, TokenObject baseKey, Attribute... template) {
         MechanismParameters.check(mechanism);
-        if (mechanism.mechanism() == CKM.SSL3_KEY_AND_MAC_DERIVE) {
-            throw new IllegalArgumentException("CKM_SSL3_KEY_AND_MAC_DERIVE makes keys of zeroes in the place of the"
-                    + " random data here, and their handles do not come back");
+        long base = handle.usable(mechanism, baseKey);
+        Structure laidOut = Templates.structure(template);
+        try (Parameter parameter = Parameter.of(mechanism)) {
+            TokenObject key = made(Function.DERIVE_KEY, (module, session, made) -> NativeFunctions.deriveKey(module,
+                    session, mechanism.type(), parameter.bytes(), base, laidOut.bytes(), made));
+            parameter.takeBack();
+            return key;
+        } finally {
+            laidOut.wipe();
         }
-        long base = handle(mechanism, baseKey);
-        Attribute[] checked = Templates.checked(template);
-        return object(call(session -> {
-            session.J_DeriveKey(mechanism, base, checked);
-            return DerivedKeys.handle(session, base);
-        }));
+    }
+
+    /** A call that makes an object. */
+    private interface Making {
+        int call(long module, long session, long[] made);
+    }
+
+    private TokenObject made(Function function, Making call) {
+        long[] made = new long[1];
+        handle.require(function, (module, session) -> call.call(module, session, made));
+        return object(made[0]);
     }
 
     /**
@@ -359,7 +573,22 @@ public final class Session implements AutoCloseable {
      * @throws CryptokiException when the token does not save it ({@code CKR_STATE_UNSAVEABLE}), or there is none
      */
     public byte[] operationState() {
-        return call(NativeSession::J_GetOperationState);
+        return handle.call(Session::operationState);
+    }
+
+    private static byte[] operationState(long module, long session) {
+        int index = Function.GET_OPERATION_STATE.index();
+        long result = NativeFunctions.output(module, index, session, null, 0, 0);
+        for (int triesLeft = STATE_TRIES;; triesLeft--) {
+            int room = (int) Answers.require(Function.GET_OPERATION_STATE, result);
+            byte[] state = new byte[room];
+            result = NativeFunctions.output(module, index, session, state, 0, room);
+            if (result >= 0 || triesLeft == 1 || NativeFunctions.needed(result) <= room) {
+                int length = (int) Answers.require(Function.GET_OPERATION_STATE, result);
+                return length == room ? state : Arrays.copyOf(state, length);
+            }
+            result = NativeFunctions.needed(result);
+        }
     }
 
     /**
@@ -381,10 +610,11 @@ public final class Session implements AutoCloseable {
      * @param authenticationKey the key of a signature or verification, or null
      */
     public void setOperationState(byte[] state, TokenObject encryptionKey, TokenObject authenticationKey) {
-        byte[] copy = state.clone();
-        long encryption = encryptionKey == null ? CK.INVALID_HANDLE : handle(encryptionKey);
-        long authentication = authenticationKey == null ? CK.INVALID_HANDLE : handle(authenticationKey);
-        run(session -> session.J_SetOperationState(copy, encryption, authentication));
+        Objects.requireNonNull(state, "state");
+        long encryption = encryptionKey == null ? CK.INVALID_HANDLE : handle.usable(encryptionKey);
+        long authentication = authenticationKey == null ? CK.INVALID_HANDLE : handle.usable(authenticationKey);
+        handle.require(Function.SET_OPERATION_STATE, (module, session) -> NativeFunctions.setOperationState(module,
+                session, state, encryption, authentication));
     }
 
     /**
@@ -394,7 +624,7 @@ public final class Session implements AutoCloseable {
      *         version 2.01
      */
     public void functionStatus() {
-        run(NativeSession::J_GetFunctionStatus);
+        number(Function.GET_FUNCTION_STATUS);
     }
 
     /**
@@ -404,7 +634,7 @@ public final class Session implements AutoCloseable {
      *         version 2.01
      */
     public void cancelFunction() {
-        run(NativeSession::J_CancelFunction);
+        number(Function.CANCEL_FUNCTION);
     }
 
     /**
@@ -494,6 +724,52 @@ public final class Session implements AutoCloseable {
     public byte[] sign(Mechanism mechanism, TokenObject key, byte[] data, int off, int len) {
         try (Signer signer = signer(mechanism, key)) {
             return signer.sign(data, off, len);
+        }
+    }
+
+    /**
+     * Signs in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With a
+     * key that does not, the PIN is not looked at.
+     *
+     * @param mechanism the mechanism
+     * @param key the key
+     * @param pin the user's PIN, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     * @param data the data
+     * @return the signature
+     * @throws CryptokiException when the token refuses
+     */
+    public byte[] sign(Mechanism mechanism, TokenObject key, char[] pin, byte[] data) {
+        Objects.requireNonNull(data, "data");
+        try (Signer signer = signer(mechanism, key)) {
+            if (key.asksForPinEachTime()) {
+                signer.start();
+                login(UserType.CONTEXT_SPECIFIC, pin);
+            }
+            return signer.sign(data);
+        }
+    }
+
+    /**
+     * Decrypts in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With
+     * a key that does not, the PIN is not looked at.
+     *
+     * @param mechanism the mechanism
+     * @param key the key
+     * @param pin the user's PIN, which is left as it is; null for a reader with a PIN pad ({@code
+     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types it
+     * @param encrypted the encrypted data
+     * @return the data
+     * @throws CryptokiException when the token refuses
+     */
+    public byte[] decrypt(Mechanism mechanism, TokenObject key, char[] pin, byte[] encrypted) {
+        Objects.requireNonNull(encrypted, "encrypted");
+        try (Decryptor decryptor = decryptor(mechanism, key)) {
+            if (key.asksForPinEachTime()) {
+                decryptor.start();
+                login(UserType.CONTEXT_SPECIFIC, pin);
+            }
+            return decryptor.finish(encrypted);
         }
     }
 
@@ -631,7 +907,7 @@ public final class Session implements AutoCloseable {
      * @throws CryptokiException when the token refuses
      */
     public byte[] signRecover(Mechanism mechanism, TokenObject key, byte[] data, int off, int len) {
-        try (Recovery recovery = Recovery.signing(this, mechanism, key)) {
+        try (Recovery recovery = Recovery.signing(handle, mechanism, key)) {
             return recovery.finish(data, off, len);
         }
     }
@@ -663,7 +939,7 @@ public final class Session implements AutoCloseable {
      *         {@code CKR_SIGNATURE_LEN_RANGE}), or the token refuses
      */
     public byte[] verifyRecover(Mechanism mechanism, TokenObject key, byte[] signature, int off, int len) {
-        try (Recovery recovery = Recovery.verifying(this, mechanism, key)) {
+        try (Recovery recovery = Recovery.verifying(handle, mechanism, key)) {
             return recovery.finish(signature, off, len);
         }
     }
@@ -676,7 +952,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Encryptor encryptor(Mechanism mechanism, TokenObject key) {
-        return new Encryptor(this, mechanism, key);
+        return new Encryptor(handle, mechanism, key);
     }
 
     /**
@@ -687,7 +963,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Decryptor decryptor(Mechanism mechanism, TokenObject key) {
-        return new Decryptor(this, mechanism, key);
+        return new Decryptor(handle, mechanism, key);
     }
 
     /**
@@ -698,7 +974,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Signer signer(Mechanism mechanism, TokenObject key) {
-        return new Signer(this, mechanism, key);
+        return new Signer(handle, mechanism, key);
     }
 
     /**
@@ -709,7 +985,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Verifier verifier(Mechanism mechanism, TokenObject key) {
-        return new Verifier(this, mechanism, key);
+        return new Verifier(handle, mechanism, key);
     }
 
     /**
@@ -719,7 +995,7 @@ public final class Session implements AutoCloseable {
      * @return the operation
      */
     public Digester digester(Mechanism mechanism) {
-        return new Digester(this, mechanism);
+        return new Digester(handle, mechanism);
     }
 
     /**
@@ -740,9 +1016,9 @@ public final class Session implements AutoCloseable {
      * Adds the next part of the data to a digest, and encrypts it. Nothing else happens to the two operations
      * meanwhile, and what fails one of them ends both, since they would be out of step.
      *
-     * <p>The token sees one update of each operation, not the one call that PKCS#11 has for both: the native method for
-     * that ends the JVM when the token refuses. So the token need not have that call, but it must allow the two
-     * operations beside each other in one session; one that does not answers with {@code CKR_OPERATION_ACTIVE}.
+     * <p>A token that does not have the one function that PKCS#11 has for both sees one update of each operation. In any
+     * case it must allow the two operations beside each other in one session; one that does not answers with {@code
+     * CKR_OPERATION_ACTIVE}.
      *
      * @param digester the digest
      * @param encryptor the encryption
@@ -753,7 +1029,7 @@ public final class Session implements AutoCloseable {
      * @throws IllegalArgumentException when an operation belongs to another session
      */
     public byte[] digestEncryptUpdate(Digester digester, Encryptor encryptor, byte[] data, int off, int len) {
-        return collectAndEncrypt(digester, encryptor, data, off, len);
+        return Operation.update(Function.DIGEST_ENCRYPT_UPDATE, encryptor, digester, handle, data, off, len);
     }
 
     /**
@@ -783,7 +1059,7 @@ public final class Session implements AutoCloseable {
      * @throws IllegalArgumentException when an operation belongs to another session
      */
     public byte[] signEncryptUpdate(Signer signer, Encryptor encryptor, byte[] data, int off, int len) {
-        return collectAndEncrypt(signer, encryptor, data, off, len);
+        return Operation.update(Function.SIGN_ENCRYPT_UPDATE, encryptor, signer, handle, data, off, len);
     }
 
     /**
@@ -813,7 +1089,7 @@ public final class Session implements AutoCloseable {
      * @throws IllegalArgumentException when an operation belongs to another session
      */
     public byte[] decryptDigestUpdate(Decryptor decryptor, Digester digester, byte[] encrypted, int off, int len) {
-        return decryptAndCollect(decryptor, digester, encrypted, off, len);
+        return Operation.update(Function.DECRYPT_DIGEST_UPDATE, decryptor, digester, handle, encrypted, off, len);
     }
 
     /**
@@ -843,77 +1119,7 @@ public final class Session implements AutoCloseable {
      * @throws IllegalArgumentException when an operation belongs to another session
      */
     public byte[] decryptVerifyUpdate(Decryptor decryptor, Verifier verifier, byte[] encrypted, int off, int len) {
-        return decryptAndCollect(decryptor, verifier, encrypted, off, len);
-    }
-
-    private byte[] collectAndEncrypt(CollectingOperation collecting, Encryptor encryptor, byte[] data, int off,
-            int len) {
-        Objects.checkFromIndexSize(off, len, data.length);
-        return inStep(collecting, encryptor, () -> {
-            collecting.update(data, off, len);
-            return encryptor.update(data, off, len);
-        });
-    }
-
-    private byte[] decryptAndCollect(Decryptor decryptor, CollectingOperation collecting, byte[] encrypted, int off,
-            int len) {
-        Objects.checkFromIndexSize(off, len, encrypted.length);
-        return inStep(decryptor, collecting, () -> {
-            try (Output output = new Output()) {
-                output.add(decryptor.update(encrypted, off, len));
-                output.forEach(collecting::update);
-                return output.all();
-            }
-        });
-    }
-
-    private byte[] inStep(Operation one, Operation other, Supplier<byte[]> updates) {
-        for (Operation operation : List.of(one, other)) {
-            if (operation.session() != this) {
-                throw new IllegalArgumentException(operation + " does not belong to " + this);
-            }
-        }
-        return operate(session -> {
-            one.requireUsable();
-            other.requireUsable();
-            try {
-                return updates.get();
-            } catch (RuntimeException | Error e) {
-                one.close();
-                other.close();
-                throw e;
-            }
-        });
-    }
-
-    /** Calls the module for an operation; meanwhile nothing happens to the other operations of this session. */
-    <T> T operate(Function<NativeSession, T> call) {
-        return call(session -> {
-            synchronized (operations) {
-                return call.apply(session);
-            }
-        });
-    }
-
-    /** Does nothing when the session is closed, since its operations have ended with it. */
-    void operateIfOpen(Consumer<NativeSession> call) {
-        slot.cryptoki().calls().ordinary(() -> {
-            if (isOpen()) {
-                synchronized (operations) {
-                    call.accept(nat);
-                }
-            }
-            return null;
-        });
-    }
-
-    /** Takes note of an operation that is about to start; called inside {@link #operate}. */
-    void begin(Operation operation, NativeSession session) {
-        Operation other = operations.get(operation.getClass());
-        if (other != null && !other.isOver(session)) {
-            throw new IllegalStateException(other + " is neither finished nor closed");
-        }
-        operations.put(operation.getClass(), operation);
+        return Operation.update(Function.DECRYPT_VERIFY_UPDATE, decryptor, verifier, handle, encrypted, off, len);
     }
 
     /**
@@ -923,19 +1129,7 @@ public final class Session implements AutoCloseable {
      */
     @Override
     public void close() {
-        slot.cryptoki().calls().alone(() -> {
-            if (isOpen()) {
-                closed();
-                nat.J_CloseSession();
-            }
-            return null;
-        });
-    }
-
-    /** Takes note that the token knows the session no more. */
-    void closed() {
-        open = false;
-        slot.cryptoki().sessions().remove(this);
+        handle.close();
     }
 
     /**
@@ -944,61 +1138,52 @@ public final class Session implements AutoCloseable {
      * @return false after it, its module or, through {@link TokenSlot}, all sessions with its token were closed
      */
     public boolean isOpen() {
-        return open && slot.cryptoki().isOpen();
+        return handle.isOpen();
     }
 
-    NativeSession nat() {
-        return nat;
-    }
-
-    /** Whether the two cannot be told apart by their handles. */
-    boolean hasHandleOf(Session other) {
-        return nat.sessionHandle() == other.nat.sessionHandle();
-    }
-
-    /** Calls the module with this session, which must be open. */
-    <T> T call(Function<NativeSession, T> call) {
-        return slot.cryptoki().call(module -> {
-            requireOpen();
-            return call.apply(nat);
-        });
-    }
-
+    /** Fails unless the session is open. */
     void requireOpen() {
-        if (!isOpen()) {
-            throw new IllegalStateException(this + " is closed");
-        }
+        handle.requireOpen();
     }
 
-    void run(Consumer<NativeSession> call) {
-        this.<Void>call(session -> {
-            call.accept(session);
-            return null;
-        });
+    private void number(Function function) {
+        handle.require(function,
+                (module, session) -> NativeFunctions.number(module, function.index(), session));
     }
 
-    /** The handle of a key that this session can use with the mechanism. */
-    long handle(Mechanism mechanism, TokenObject key) {
-        long handle = handle(key);
-        KeyTypes.check(mechanism, key);
-        return handle;
-    }
+    // ---- for the objects of the session
 
     /**
-     * The handle of a key that this session can use. The key's own session must be open: a session object ends with it,
-     * and a module may give its handle to another object.
+     * Reads or changes attributes.
+     *
+     * @return the module's answer; what comes back of the template does so after a refusal, too
      */
-    long handle(TokenObject key) {
-        Objects.requireNonNull(key, "key");
-        if (!key.session().slot().equals(slot)) {
-            throw new IllegalArgumentException(key + " is not on the token of " + this);
-        }
-        key.session().requireOpen();
-        return key.handle();
+    int attributes(Function function, long object, byte[] template) {
+        return handle.call((module, session) -> NativeFunctions.attributes(module, function.index(), session, object,
+                template));
+    }
+
+    long copyObject(long object, byte[] template) {
+        long[] copy = new long[1];
+        handle.require(Function.COPY_OBJECT,
+                (module, session) -> NativeFunctions.copy(module, session, object, template, copy));
+        return copy[0];
+    }
+
+    void destroyObject(long object) {
+        handle.require(Function.DESTROY_OBJECT, (module, session) -> NativeFunctions.numbers(module,
+                Function.DESTROY_OBJECT.index(), session, object));
+    }
+
+    long objectSize(long object) {
+        long[] size = new long[1];
+        handle.require(Function.GET_OBJECT_SIZE,
+                (module, session) -> NativeFunctions.objectSize(module, session, object, size));
+        return size[0];
     }
 
     @Override
     public String toString() {
-        return "Session[" + nat.sessionHandle() + " on " + slot + "]";
+        return handle.toString();
     }
 }

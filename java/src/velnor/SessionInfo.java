@@ -2,10 +2,10 @@ package velnor;
 
 /** What a module tells about a session. */
 public final class SessionInfo {
-    private final int slotID;
+    private final long slotID;
     private final int state;
     private final int flags;
-    private final int deviceError;
+    private final long deviceError;
 
     /**
      * Takes over what the module told.
@@ -16,6 +16,10 @@ public final class SessionInfo {
      * @param deviceError an error code of the device
      */
     public SessionInfo(int slotID, int state, int flags, int deviceError) {
+        this(Integer.toUnsignedLong(slotID), state, flags, deviceError);
+    }
+
+    SessionInfo(long slotID, int state, int flags, long deviceError) {
         this.slotID = slotID;
         this.state = state;
         this.flags = flags;
@@ -25,9 +29,18 @@ public final class SessionInfo {
     /**
      * Tells on which slot's token the session is open.
      *
-     * @return the slot ID
+     * @return the low 32 bits of the slot ID
      */
     public int slotID() {
+        return (int) slotID;
+    }
+
+    /**
+     * Tells on which slot's token the session is open.
+     *
+     * @return all 64 bits of the slot ID, as far as they are known
+     */
+    public long slot() {
         return slotID;
     }
 
@@ -54,14 +67,24 @@ public final class SessionInfo {
      * Tells the device's own error code.
      *
      * @return the code; its meaning is the vendor's, 0 is none
+     * @throws CryptokiException when the code does not fit ({@code Check64BitLen}); {@link #deviceErrorCode()} has it
      */
     public int deviceError() {
+        return Numbers.fitting(deviceError);
+    }
+
+    /**
+     * Tells the device's own error code.
+     *
+     * @return all 64 bits of the code; its meaning is the vendor's, 0 is none
+     */
+    public long deviceErrorCode() {
         return deviceError;
     }
 
     @Override
     public String toString() {
-        return "SessionInfo[slot " + slotID + ", state " + state + ", flags " + Texts.hex(flags) + ", device error "
-                + Texts.hex(deviceError) + "]";
+        return "SessionInfo[slot " + Long.toUnsignedString(slotID) + ", state " + state + ", flags " + Texts.hex(flags) + ", device error 0x"
+                + Long.toHexString(deviceError) + "]";
     }
 }

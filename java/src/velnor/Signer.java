@@ -1,7 +1,5 @@
 package velnor;
 
-import velnor.nat.NativeSession;
-
 /**
  * The making of a signature or a MAC, in one part or several. It begins in the token with the first call, or with
  * {@link #start()}, and goes on there until it is finished, closed or refused; {@link Session} says what that means for
@@ -11,8 +9,16 @@ import velnor.nat.NativeSession;
  * #sign(byte[])} without an update before.
  */
 public final class Signer extends CollectingOperation {
-    Signer(Session session, Mechanism mechanism, TokenObject key) {
-        super(session, "J_SignInit", mechanism, key);
+    /** More than an RSA key of 8192 bits gives out: some tokens cannot be asked again (NSS). */
+    static final int ROOM = 1 << 10;
+
+    Signer(SessionHandle session, Mechanism mechanism, TokenObject key) {
+        super(session, OperationKind.SIGNATURE, mechanism, key);
+    }
+
+    @Override
+    int room() {
+        return ROOM;
     }
 
     /**
@@ -24,10 +30,7 @@ public final class Signer extends CollectingOperation {
      * @throws IllegalStateException when the signature has begun or is over, or another one goes on in the session
      */
     public Signer start() {
-        start((nat, init) -> {
-            nat.J_SignInit(nat.sessionHandle(), mechanism, key);
-            return null;
-        });
+        start(false);
         return this;
     }
 
@@ -68,29 +71,6 @@ public final class Signer extends CollectingOperation {
      */
     public byte[] sign(byte[] data, int off, int len) {
         requireInput(data, off, len);
-        return end((nat, init) -> exactly(data, off, len, all -> whole(nat, init, all)),
-                nat -> {
-                    parts(nat, data, off, len);
-                    return nat.J_SignFinal();
-                });
-    }
-
-    private byte[] whole(NativeSession nat, boolean init, byte[] data) {
-        return nat.J_Sign(nat.sessionHandle(), init, mechanism, key, data, 0, data.length);
-    }
-
-    @Override
-    void part(NativeSession nat, boolean init, byte[] data) {
-        nat.J_SignUpdate(nat.sessionHandle(), init, mechanism, key, data, 0, data.length);
-    }
-
-    @Override
-    void endAfterParts(NativeSession nat) {
-        nat.J_SignFinal();
-    }
-
-    @Override
-    void endInOnePart(NativeSession nat) {
-        whole(nat, false, NOTHING);
+        return end(this, CollectingOperation::result, data, off, len);
     }
 }

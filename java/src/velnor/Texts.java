@@ -20,4 +20,8 @@ final class Texts {
     static String hex(int value) {
         return "0x" + Integer.toHexString(value).toUpperCase(java.util.Locale.ROOT);
     }
+
+    static String hex(long value) {
+        return "0x" + Long.toHexString(value).toUpperCase(java.util.Locale.ROOT);
+    }
 }

@@ -3,15 +3,21 @@ package velnor;
 /** How the calls of several threads reach the module. */
 public enum Threading {
     /**
-     * One call at a time, whatever the threads do. This suits every module: a module is initialised without locking
-     * arguments, and then it need not withstand two threads at once. SoftHSM, for one, corrupts its memory.
+     * As the module can take them: {@link #CONCURRENT} when it agreed, while it was initialised, to lock by itself
+     * ({@code CKF_OS_LOCKING_OK}), {@link #SERIALIZED} when it did not.
+     */
+    AUTOMATIC,
+
+    /**
+     * One call at a time, whatever the threads do. This suits every module; a call that does not come back keeps all
+     * others waiting.
      */
     SERIALIZED,
 
     /**
-     * Calls of several threads reach the module at the same time, each thread with a session of its own. Only for
-     * modules that promise to bear this although they are initialised without locking arguments, such as
-     * {@code p11-kit-proxy.so}. Opening and closing the module and its sessions still happens alone.
+     * Calls reach the module at the same time, but for those with the same session, which take turns. A call that does
+     * not come back keeps nobody waiting but those with its session and whoever closes the module. For a module that did
+     * not agree to lock only if it promises to bear this all the same: others corrupt their memory.
      */
     CONCURRENT
 }

@@ -2,6 +2,9 @@ package velnor;
 
 /**
  * What a module tells about a token. The number of open sessions of all kinds is not among it.
+ *
+ * <p>A number beyond an {@code int} makes its own method throw a {@link CryptokiException} ({@code Check64BitLen}), and no
+ * other.
  */
 public final class TokenInfo {
     private final String label;
@@ -9,15 +12,15 @@ public final class TokenInfo {
     private final String model;
     private final String serialNumber;
     private final int flags;
-    private final int maxSessionCount;
-    private final int maxRwSessionCount;
-    private final int rwSessionCount;
-    private final int maxPinLen;
-    private final int minPinLen;
-    private final int totalPublicMemory;
-    private final int freePublicMemory;
-    private final int totalPrivateMemory;
-    private final int freePrivateMemory;
+    private final long maxSessionCount;
+    private final long maxRwSessionCount;
+    private final long rwSessionCount;
+    private final long maxPinLen;
+    private final long minPinLen;
+    private final long totalPublicMemory;
+    private final long freePublicMemory;
+    private final long totalPrivateMemory;
+    private final long freePrivateMemory;
     private final Version hardwareVersion;
     private final Version firmwareVersion;
     private final String utcTime;
@@ -46,6 +49,15 @@ public final class TokenInfo {
     public TokenInfo(String label, String manufacturerID, String model, String serialNumber, int flags,
             int maxSessionCount, int maxRwSessionCount, int rwSessionCount, int maxPinLen, int minPinLen,
             int totalPublicMemory, int freePublicMemory, int totalPrivateMemory, int freePrivateMemory,
+            Version hardwareVersion, Version firmwareVersion, String utcTime) {
+        this(label, manufacturerID, model, serialNumber, flags, (long) maxSessionCount, maxRwSessionCount,
+                rwSessionCount, maxPinLen, minPinLen, totalPublicMemory, freePublicMemory, totalPrivateMemory,
+                freePrivateMemory, hardwareVersion, firmwareVersion, utcTime);
+    }
+
+    TokenInfo(String label, String manufacturerID, String model, String serialNumber, int flags,
+            long maxSessionCount, long maxRwSessionCount, long rwSessionCount, long maxPinLen, long minPinLen,
+            long totalPublicMemory, long freePublicMemory, long totalPrivateMemory, long freePrivateMemory,
             Version hardwareVersion, Version firmwareVersion, String utcTime) {
         this.label = label;
         this.manufacturerID = manufacturerID;
@@ -153,7 +165,7 @@ public final class TokenInfo {
      * @return the number; 0 is no limit, -1 is not told
      */
     public int maxSessionCount() {
-        return maxSessionCount;
+        return Numbers.fitting(maxSessionCount);
     }
 
     /**
@@ -162,7 +174,7 @@ public final class TokenInfo {
      * @return the number; 0 is no limit, -1 is not told
      */
     public int maxRwSessionCount() {
-        return maxRwSessionCount;
+        return Numbers.fitting(maxRwSessionCount);
     }
 
     /**
@@ -171,7 +183,7 @@ public final class TokenInfo {
      * @return the number, -1 when the token does not tell
      */
     public int rwSessionCount() {
-        return rwSessionCount;
+        return Numbers.fitting(rwSessionCount);
     }
 
     /**
@@ -180,7 +192,7 @@ public final class TokenInfo {
      * @return the number of bytes
      */
     public int maxPinLen() {
-        return maxPinLen;
+        return Numbers.fitting(maxPinLen);
     }
 
     /**
@@ -189,7 +201,17 @@ public final class TokenInfo {
      * @return the number of bytes
      */
     public int minPinLen() {
-        return minPinLen;
+        return Numbers.fitting(minPinLen);
+    }
+
+    /**
+     * Tells how much memory there is for public objects.
+     *
+     * @return the number of bytes, -1 when the token does not tell
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #totalPublicMemoryBytes()} has it
+     */
+    public int totalPublicMemory() {
+        return Numbers.fitting(totalPublicMemory);
     }
 
     /**
@@ -197,7 +219,7 @@ public final class TokenInfo {
      *
      * @return the number of bytes, -1 when the token does not tell
      */
-    public int totalPublicMemory() {
+    public long totalPublicMemoryBytes() {
         return totalPublicMemory;
     }
 
@@ -205,8 +227,18 @@ public final class TokenInfo {
      * Tells how much memory is free for public objects.
      *
      * @return the number of bytes, -1 when the token does not tell
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #freePublicMemoryBytes()} has it
      */
     public int freePublicMemory() {
+        return Numbers.fitting(freePublicMemory);
+    }
+
+    /**
+     * Tells how much memory is free for public objects.
+     *
+     * @return the number of bytes, -1 when the token does not tell
+     */
+    public long freePublicMemoryBytes() {
         return freePublicMemory;
     }
 
@@ -214,8 +246,18 @@ public final class TokenInfo {
      * Tells how much memory there is for private objects.
      *
      * @return the number of bytes, -1 when the token does not tell
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #totalPrivateMemoryBytes()} has it
      */
     public int totalPrivateMemory() {
+        return Numbers.fitting(totalPrivateMemory);
+    }
+
+    /**
+     * Tells how much memory there is for private objects.
+     *
+     * @return the number of bytes, -1 when the token does not tell
+     */
+    public long totalPrivateMemoryBytes() {
         return totalPrivateMemory;
     }
 
@@ -223,8 +265,18 @@ public final class TokenInfo {
      * Tells how much memory is free for private objects.
      *
      * @return the number of bytes, -1 when the token does not tell
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #freePrivateMemoryBytes()} has it
      */
     public int freePrivateMemory() {
+        return Numbers.fitting(freePrivateMemory);
+    }
+
+    /**
+     * Tells how much memory is free for private objects.
+     *
+     * @return the number of bytes, -1 when the token does not tell
+     */
+    public long freePrivateMemoryBytes() {
         return freePrivateMemory;
     }
 

@@ -1,32 +1,37 @@
 package velnor;
 
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 import java.util.Objects;
-import java.util.Set;
-import java.util.TreeSet;
-import java.util.function.Function;
-import java.util.stream.Collectors;
 
-import velnor.nat.NativeSession;
-import velnor.nat.NativeSlot;
+import velnor.nat.Function;
+import velnor.nat.NativeFunctions;
 
 /** A slot of an open module, and the token in it. */
 public final class TokenSlot implements Slot {
-    private static final String NUMBER_TOO_LARGE = "Check64BitLen";
-
     private final Cryptoki cryptoki;
-    private final NativeSlot nat;
+    private final long id;
 
-    TokenSlot(Cryptoki cryptoki, NativeSlot nat) {
+    TokenSlot(Cryptoki cryptoki, long id) {
         this.cryptoki = cryptoki;
-        this.nat = nat;
+        this.id = id;
     }
 
     @Override
     public int slotID() {
-        return nat.slotID();
+        return (int) id;
+    }
+
+    /**
+     * Tells which slot this is.
+     *
+     * @return all 64 bits of the module's slot ID; some modules change it when a token is initialised
+     */
+    @Override
+    public long id() {
+        return id;
     }
 
     /**
@@ -44,7 +49,9 @@ public final class TokenSlot implements Slot {
      * @return the information
      */
     public SlotInfo slotInfo() {
-        return call(NativeSlot::J_GetSlotInfo);
+        byte[] structure = new byte[InfoStructure.SLOT_INFO];
+        information(Function.GET_SLOT_INFO, 0, structure);
+        return InfoStructure.slotInfo(structure);
     }
 
     /**
@@ -60,32 +67,40 @@ public final class TokenSlot implements Slot {
      * Tells about the token.
      *
      * @return the information
-     * @throws CryptokiException when there is no token ({@code CKR_TOKEN_NOT_PRESENT}), or when a number of its does
-     *         not fit an {@code int}
+     * @throws CryptokiException when there is no token ({@code CKR_TOKEN_NOT_PRESENT})
      */
     public TokenInfo tokenInfo() {
-        return call(NativeSlot::J_GetTokenInfo);
+        byte[] structure = new byte[InfoStructure.TOKEN_INFO];
+        information(Function.GET_TOKEN_INFO, 0, structure);
+        return InfoStructure.tokenInfo(structure);
     }
 
     /**
-     * Lists the mechanisms of the token. The token's own list does not arrive whole, so that the token is asked for
-     * each mechanism of the standard besides; a vendor-defined one may be missing.
+     * Lists the mechanisms of the token, but for vendors' that an {@code int} has no room for ({@link
+     * #mechanismTypes()}).
      *
      * @return the mechanism types ({@code CKM_}) in ascending order, taken as unsigned
      */
     public List<Integer> mechanisms() {
-        Set<Integer> mechanisms = new TreeSet<>(Integer::compareUnsigned);
-        // Codes of 64 bits, of which an array of 32-bit elements has brought the first half.
-        int[] halves = call(NativeSlot::J_GetMechanismList);
-        for (int low = 0; low < halves.length; low += 2) {
-            mechanisms.add(halves[low]);
-        }
-        for (int mechanism : CKM.all()) {
-            if (!mechanisms.contains(mechanism) && supports(mechanism)) {
-                mechanisms.add(mechanism);
+        List<Integer> mechanisms = new ArrayList<>();
+        for (long type : mechanismTypes()) {
+            if (type == Integer.toUnsignedLong((int) type)) {
+                mechanisms.add((int) type);
             }
         }
-        return Collections.unmodifiableList(new ArrayList<>(mechanisms));
+        return Collections.unmodifiableList(mechanisms);
+    }
+
+    /**
+     * Lists the mechanisms of the token, all of them with all of their 64 bits.
+     *
+     * @return the mechanism types ({@code CKM_}) in ascending order, taken as unsigned, each once
+     */
+    public List<Long> mechanismTypes() {
+        long[] types = cryptoki.module().call(module -> Lists.read(Function.GET_MECHANISM_LIST, module, id));
+        List<Long> sorted = new ArrayList<>();
+        Arrays.stream(types).distinct().boxed().sorted(Long::compareUnsigned).forEach(sorted::add);
+        return Collections.unmodifiableList(sorted);
     }
 
     /**
@@ -102,9 +117,6 @@ public final class TokenSlot implements Slot {
             if (e.code() == CKR.MECHANISM_INVALID) {
                 return false;
             }
-            if (e.functionName().equals(NUMBER_TOO_LARGE)) {
-                return true;
-            }
             throw e;
         }
     }
@@ -114,20 +126,30 @@ public final class TokenSlot implements Slot {
      *
      * @param mechanism the mechanism type ({@code CKM_})
      * @return the information
-     * @throws CryptokiException when the token does not have the mechanism ({@code CKR_MECHANISM_INVALID}), or when a
-     *         key size does not fit an {@code int} ({@link #supports(int)} answers then, too)
+     * @throws CryptokiException when the token does not have the mechanism ({@code CKR_MECHANISM_INVALID})
      */
     public MechanismInfo mechanismInfo(int mechanism) {
-        return call(slot -> slot.J_GetMechanismInfo(mechanism));
+        return mechanismInfo(Integer.toUnsignedLong(mechanism));
+    }
+
+    /**
+     * Tells what the token can do with a mechanism.
+     *
+     * @param type the mechanism type, all 64 bits of it
+     * @return the information
+     * @throws CryptokiException when the token does not have the mechanism ({@code CKR_MECHANISM_INVALID})
+     */
+    public MechanismInfo mechanismInfo(long type) {
+        byte[] structure = new byte[InfoStructure.MECHANISM_INFO];
+        information(Function.GET_MECHANISM_INFO, type, structure);
+        return InfoStructure.mechanismInfo(structure);
     }
 
     /**
      * Opens a session that may change the token.
      *
      * @return the session
-     * @throws CryptokiException when the token refuses, and ({@code CKR_SESSION_HANDLE_INVALID}) when the module's
-     *         session handles do not fit 32 bits; the message says what to do then. If other sessions are open with the
-     *         token, the refused one stays open until {@link #closeAllSessions()}
+     * @throws CryptokiException when the token refuses
      */
     public Session openSession() {
         return openSession(CKF.SERIAL_SESSION | CKF.RW_SESSION);
@@ -137,72 +159,22 @@ public final class TokenSlot implements Slot {
      * Opens a session that may only read.
      *
      * @return the session
-     * @throws CryptokiException when the token refuses, and ({@code CKR_SESSION_HANDLE_INVALID}) when the module's
-     *         session handles do not fit 32 bits; the message says what to do then. If other sessions are open with the
-     *         token, the refused one stays open until {@link #closeAllSessions()}
+     * @throws CryptokiException when the token refuses
      */
     public Session openReadOnlySession() {
         return openSession(CKF.SERIAL_SESSION);
     }
 
     private Session openSession(int flags) {
-        return alone(slot -> {
-            try {
-                Session session = new Session(this, slot.J_OpenSession(flags));
-                requireKnown(session);
-                cryptoki.sessions().add(session);
-                return session;
-            } catch (CryptokiException e) {
-                if (e.code() == CKR.SESSION_HANDLE_INVALID || e.code() == CKR.GENERAL_ERROR) {
-                    abandon(e);
-                }
-                throw e;
-            }
-        });
+        return new Session(SessionHandle.open(this, cryptoki.module(), flags));
     }
 
     /**
-     * Refuses a session of which Java has a part of the handle only: the module does not know the part, or it is the
-     * handle of another session.
+     * Closes all sessions with the token that this process has open. Waits for calls that are under way in them, and
+     * refuses others.
      */
-    private void requireKnown(Session session) {
-        boolean known = cryptoki.sessions().stream().noneMatch(session::hasHandleOf);
-        if (known) {
-            try {
-                session.nat().J_GetSessionInfo();
-            } catch (CryptokiException e) {
-                known = e.code() != CKR.SESSION_HANDLE_INVALID;
-            }
-        }
-        if (!known) {
-            throw new CryptokiException("J_OpenSession", CKR.SESSION_HANDLE_INVALID, "the session handles of this"
-                    + " module do not fit 32 bits; open p11-kit-proxy.so instead, with this module configured for it"
-                    + " (docs/guide.md, \"Which module\")");
-        }
-    }
-
-    /**
-     * Closes a session that the token may have opened and of which nobody knows the handle: with all sessions of the
-     * token, and so not while others are open.
-     */
-    private void abandon(CryptokiException reason) {
-        if (cryptoki.sessions().stream().noneMatch(session -> session.slot().equals(this))) {
-            try {
-                nat.J_CloseAllSessions();
-            } catch (CryptokiException e) {
-                reason.addSuppressed(e);
-            }
-        }
-    }
-
-    /** Closes all sessions with the token, whoever opened them. */
     public void closeAllSessions() {
-        alone(slot -> {
-            slot.J_CloseAllSessions();
-            cryptoki.sessions().stream().filter(session -> session.slot().equals(this)).collect(Collectors.toList())
-                    .forEach(Session::closed);
-            return null;
-        });
+        SessionHandle.closeAll(this, cryptoki.module());
     }
 
     /**
@@ -213,38 +185,48 @@ public final class TokenSlot implements Slot {
      * @param label the new label, at most 32 bytes of UTF-8
      */
     public void initToken(String soPin, String label) {
-        Checks.pin(soPin);
-        Checks.label(label);
-        alone(slot -> {
-            slot.J_InitToken(soPin, label);
-            return null;
-        });
+        try (Pin pin = Pin.of(soPin)) {
+            initToken(pin, label);
+        }
     }
 
-    private <T> T call(Function<NativeSlot, T> call) {
-        return cryptoki.call(module -> call.apply(nat));
+    /**
+     * Initialises the token: everything on it is destroyed. The token may have another slot ID afterwards. No session
+     * may be open with it.
+     *
+     * @param soPin the security officer's PIN, which is left as it is: the one that the token has, or the new one of a
+     *        blank token; null for a reader with a PIN pad ({@code CKF_PROTECTED_AUTHENTICATION_PATH})
+     * @param label the new label, at most 32 bytes of UTF-8
+     */
+    public void initToken(char[] soPin, String label) {
+        try (Pin pin = Pin.of(soPin)) {
+            initToken(pin, label);
+        }
     }
 
-    private <T> T alone(Function<NativeSlot, T> call) {
-        return cryptoki.calls().alone(() -> {
-            cryptoki.requireOpen();
-            return call.apply(nat);
-        });
+    private void initToken(Pin pin, String label) {
+        byte[] field = Checks.label(label);
+        cryptoki.require(Function.INIT_TOKEN, module -> NativeFunctions.initToken(module, id, pin.bytes(), field));
+    }
+
+    private void information(Function function, long mechanism, byte[] structure) {
+        cryptoki.require(function,
+                module -> NativeFunctions.information(module, function.index(), id, mechanism, structure));
     }
 
     @Override
     public boolean equals(Object other) {
         return other instanceof TokenSlot && cryptoki == ((TokenSlot) other).cryptoki
-                && nat.equals(((TokenSlot) other).nat);
+                && id == ((TokenSlot) other).id;
     }
 
     @Override
     public int hashCode() {
-        return Objects.hash(cryptoki, nat);
+        return Objects.hash(cryptoki, id);
     }
 
     @Override
     public String toString() {
-        return "TokenSlot[" + Integer.toUnsignedString(slotID()) + "]";
+        return "TokenSlot[" + Long.toUnsignedString(id) + "]";
     }
 }

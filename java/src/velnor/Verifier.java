@@ -3,19 +3,59 @@ package velnor;
 import java.util.Objects;
 import java.util.Set;
 
-import velnor.nat.NativeSession;
+import velnor.nat.NativeFunctions;
 
 /**
  * The check of a signature or a MAC, in one part or several. It begins in the token with the first call and goes on
- * there until it is finished, closed or refused; {@link Session} says what that means for others. Each verification in
- * several parts costs native memory of the signature's length, for good.
+ * there until it is finished, closed or refused; {@link Session} says what that means for others.
  */
 public final class Verifier extends CollectingOperation {
     private static final Set<Integer> NOT_VALID = Set.of(CKR.SIGNATURE_INVALID, CKR.SIGNATURE_LEN_RANGE);
     private static final Set<String> LAST_FUNCTIONS = Set.of("J_Verify", "J_VerifyFinal", "J_VerifyRecover");
 
-    Verifier(Session session, Mechanism mechanism, TokenObject key) {
-        super(session, "J_VerifyInit", mechanism, key);
+    /** The rest of the data, and the signature that is to be valid for all of it. */
+    private static final class Signed {
+        private final byte[] data;
+        private final byte[] signature;
+
+        Signed(byte[] data, byte[] signature) {
+            this.data = data;
+            this.signature = signature;
+        }
+    }
+
+    Verifier(SessionHandle session, Mechanism mechanism, TokenObject key) {
+        super(session, OperationKind.VERIFICATION, mechanism, key);
+    }
+
+    private Void check(Signed signed, int off, int len) {
+        if (isFed()) {
+            takeParts(signed.data, off, len);
+            last(signed.signature);
+        } else {
+            whole(signed.data, off, len, signed.signature);
+        }
+        return null;
+    }
+
+    private void whole(byte[] data, int off, int len, byte[] signature) {
+        Answers.require(kind().whole(), NativeFunctions.twoBytes(module(), kind().whole().index(), handle(), data, off,
+                len, signature, 0, signature.length));
+    }
+
+    private void last(byte[] signature) {
+        Answers.require(kind().last(),
+                NativeFunctions.bytes(module(), kind().last().index(), handle(), signature, 0, signature.length));
+    }
+
+    @Override
+    void endAfterParts() {
+        last(NOTHING);
+    }
+
+    @Override
+    void endInOnePart() {
+        whole(NOTHING, 0, 0, NOTHING);
     }
 
     /**
@@ -58,16 +98,7 @@ public final class Verifier extends CollectingOperation {
     public void verify(byte[] data, int off, int len, byte[] signature) {
         requireInput(data, off, len);
         Objects.requireNonNull(signature, "signature");
-        this.<Void>end(
-                (nat, init) -> exactly(data, off, len, all -> {
-                    whole(nat, init, all, signature);
-                    return null;
-                }),
-                nat -> {
-                    parts(nat, data, off, len);
-                    nat.J_VerifyFinal(signature, 0, signature.length);
-                    return null;
-                });
+        end(this, Verifier::check, new Signed(data, signature), off, len);
     }
 
     /**
@@ -103,24 +134,5 @@ public final class Verifier extends CollectingOperation {
     /** Whether it says that a signature is not valid, and nothing else. */
     static boolean saysNotValid(CryptokiException failure) {
         return NOT_VALID.contains(failure.code()) && LAST_FUNCTIONS.contains(failure.functionName());
-    }
-
-    private void whole(NativeSession nat, boolean init, byte[] data, byte[] signature) {
-        nat.J_Verify(nat.sessionHandle(), init, mechanism, key, data, 0, data.length, signature, 0, signature.length);
-    }
-
-    @Override
-    void part(NativeSession nat, boolean init, byte[] data) {
-        nat.J_VerifyUpdate(nat.sessionHandle(), init, mechanism, key, data, 0, data.length);
-    }
-
-    @Override
-    void endAfterParts(NativeSession nat) {
-        nat.J_VerifyFinal(NOTHING, 0, 0);
-    }
-
-    @Override
-    void endInOnePart(NativeSession nat) {
-        whole(nat, false, NOTHING, NOTHING);
     }
 }

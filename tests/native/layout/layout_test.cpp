@@ -47,9 +47,101 @@ struct Unknown {
   const char* reason;
 };
 
+constexpr const char* leftOut30 = "of version 3.0, and left out by both";
+constexpr const char* since31 = "of version 3.1, which neither knows";
+constexpr const char* since32 = "of version 3.2, which neither knows";
+
 constexpr Unknown unknown[] = {
     {"CK_SKIPJACK_PRIVATE_WRAP_PARAMS_PTR", "size 8 align 8 is CK_SKIPJACK_PRIVATE_WRAP_PARAMS*",
      "NSS keeps an older name without PARAMS, p11-kit leaves SKIPJACK's structures out"},
+    {"CK_EDDSA_PARAMS_PTR", "size 8 align 8 is CK_EDDSA_PARAMS*",
+     "NSS has the structure without the pointer, p11-kit neither"},
+    {"CKA_UNIQUE_ID", "value 0x4", leftOut30},
+    {"CKR_AEAD_DECRYPT_FAILED", "value 0x42", leftOut30},
+    {"CKM_AES_XTS", "value 0x1071", leftOut30},
+    {"CKM_AES_XTS_KEY_GEN", "value 0x1072", leftOut30},
+    {"CKF_EC_CURVENAME", "value 0x4000000", leftOut30},
+    {"CKA_HSS_LEVELS", "value 0x617", since31},
+    {"CKA_HSS_LMS_TYPE", "value 0x618", since31},
+    {"CKA_HSS_LMOTS_TYPE", "value 0x619", since31},
+    {"CKA_HSS_LMS_TYPES", "value 0x61a", since31},
+    {"CKA_HSS_LMOTS_TYPES", "value 0x61b", since31},
+    {"CKA_HSS_KEYS_REMAINING", "value 0x61c", since31},
+    {"CKR_KEY_EXHAUSTED", "value 0x203", since31},
+    {"CKK_HSS", "value 0x46", since31},
+    {"CKM_AES_KEY_WRAP_PKCS7", "value 0x210c", since31},
+    {"CKM_IKE2_PRF_PLUS_DERIVE", "value 0x402e", since31},
+    {"CKM_IKE_PRF_DERIVE", "value 0x402f", since31},
+    {"CKM_IKE1_PRF_DERIVE", "value 0x4030", since31},
+    {"CKM_IKE1_EXTENDED_DERIVE", "value 0x4031", since31},
+    {"CKM_HSS_KEY_PAIR_GEN", "value 0x4032", since31},
+    {"CKM_HSS", "value 0x4033", since31},
+    {"CKA_PARAMETER_SET", "value 0x61d", since32},
+    {"CKA_ENCAPSULATE", "value 0x633", since32},
+    {"CKA_DECAPSULATE", "value 0x634", since32},
+    {"CKA_SEED", "value 0x637", since32},
+    {"CKO_VALIDATION", "value 0xa", since32},
+    {"CKO_TRUST", "value 0xb", since32},
+    {"CKK_XMSS", "value 0x47", since32},
+    {"CKK_XMSSMT", "value 0x48", since32},
+    {"CKK_ML_KEM", "value 0x49", since32},
+    {"CKK_ML_DSA", "value 0x4a", since32},
+    {"CKK_SLH_DSA", "value 0x4b", since32},
+    {"CKM_ML_KEM_KEY_PAIR_GEN", "value 0xf", since32},
+    {"CKM_ML_KEM", "value 0x17", since32},
+    {"CKM_ML_DSA_KEY_PAIR_GEN", "value 0x1c", since32},
+    {"CKM_ML_DSA", "value 0x1d", since32},
+    {"CKM_HASH_ML_DSA", "value 0x1f", since32},
+    {"CKM_HASH_ML_DSA_SHA224", "value 0x23", since32},
+    {"CKM_HASH_ML_DSA_SHA256", "value 0x24", since32},
+    {"CKM_HASH_ML_DSA_SHA384", "value 0x25", since32},
+    {"CKM_HASH_ML_DSA_SHA512", "value 0x26", since32},
+    {"CKM_HASH_ML_DSA_SHA3_224", "value 0x27", since32},
+    {"CKM_HASH_ML_DSA_SHA3_256", "value 0x28", since32},
+    {"CKM_HASH_ML_DSA_SHA3_384", "value 0x29", since32},
+    {"CKM_HASH_ML_DSA_SHA3_512", "value 0x2a", since32},
+    {"CKM_HASH_ML_DSA_SHAKE128", "value 0x2b", since32},
+    {"CKM_HASH_ML_DSA_SHAKE256", "value 0x2c", since32},
+    {"CKM_SLH_DSA_KEY_PAIR_GEN", "value 0x2d", since32},
+    {"CKM_SLH_DSA", "value 0x2e", since32},
+    {"CKM_HASH_SLH_DSA", "value 0x34", since32},
+    {"CKM_HASH_SLH_DSA_SHA224", "value 0x36", since32},
+    {"CKM_HASH_SLH_DSA_SHA256", "value 0x37", since32},
+    {"CKM_HASH_SLH_DSA_SHA384", "value 0x38", since32},
+    {"CKM_HASH_SLH_DSA_SHA512", "value 0x39", since32},
+    {"CKM_HASH_SLH_DSA_SHA3_224", "value 0x3a", since32},
+    {"CKM_HASH_SLH_DSA_SHA3_256", "value 0x3b", since32},
+    {"CKM_HASH_SLH_DSA_SHA3_384", "value 0x3c", since32},
+    {"CKM_HASH_SLH_DSA_SHA3_512", "value 0x3d", since32},
+    {"CKM_HASH_SLH_DSA_SHAKE128", "value 0x3e", since32},
+    {"CKM_HASH_SLH_DSA_SHAKE256", "value 0x3f", since32},
+    {"CKM_XMSS_KEY_PAIR_GEN", "value 0x4034", since32},
+    {"CKM_XMSSMT_KEY_PAIR_GEN", "value 0x4035", since32},
+    {"CKM_XMSS", "value 0x4036", since32},
+    {"CKM_XMSSMT", "value 0x4037", since32},
+    {"CKF_ENCAPSULATE", "value 0x10000000", since32},
+    {"CKF_DECAPSULATE", "value 0x20000000", since32},
+    {"CKP_ML_KEM_512", "value 0x1", since32},
+    {"CKP_ML_KEM_768", "value 0x2", since32},
+    {"CKP_ML_KEM_1024", "value 0x3", since32},
+    {"CKP_ML_DSA_44", "value 0x1", since32},
+    {"CKP_ML_DSA_65", "value 0x2", since32},
+    {"CKP_ML_DSA_87", "value 0x3", since32},
+    {"CKP_SLH_DSA_SHA2_128S", "value 0x1", since32},
+    {"CKP_SLH_DSA_SHAKE_128S", "value 0x2", since32},
+    {"CKP_SLH_DSA_SHA2_128F", "value 0x3", since32},
+    {"CKP_SLH_DSA_SHAKE_128F", "value 0x4", since32},
+    {"CKP_SLH_DSA_SHA2_192S", "value 0x5", since32},
+    {"CKP_SLH_DSA_SHAKE_192S", "value 0x6", since32},
+    {"CKP_SLH_DSA_SHA2_192F", "value 0x7", since32},
+    {"CKP_SLH_DSA_SHAKE_192F", "value 0x8", since32},
+    {"CKP_SLH_DSA_SHA2_256S", "value 0x9", since32},
+    {"CKP_SLH_DSA_SHAKE_256S", "value 0xa", since32},
+    {"CKP_SLH_DSA_SHA2_256F", "value 0xb", since32},
+    {"CKP_SLH_DSA_SHAKE_256F", "value 0xc", since32},
+    {"CK_ML_KEM_PARAMETER_SET_TYPE", "size 8 align 8 is unsigned long", since32},
+    {"CK_ML_DSA_PARAMETER_SET_TYPE", "size 8 align 8 is unsigned long", since32},
+    {"CK_SLH_DSA_PARAMETER_SET_TYPE", "size 8 align 8 is unsigned long", since32},
 };
 
 /// A name of which one header says something else than the standard. The other one must side with us.
@@ -63,12 +155,16 @@ struct Deviation {
 constexpr const char* newerReturnValues = "p11-kit numbers these on from 0x1C0, the standard goes on after 0x1B1";
 constexpr const char* libraryParameters = "NSS inserts a member of its own before the reserved one";
 
+constexpr const char* twoVersionsOfGcm = "NSS tells two versions of the structure apart by their names";
+
 constexpr Deviation deviations[] = {
     {"CKR_EXCEEDED_MAX_ITERATIONS", "p11-kit", "value 0x1c0", newerReturnValues},
     {"CKR_FIPS_SELF_TEST_FAILED", "p11-kit", "value 0x1c1", newerReturnValues},
     {"CKR_LIBRARY_LOAD_FAILED", "p11-kit", "value 0x1c2", newerReturnValues},
     {"CKR_PIN_TOO_WEAK", "p11-kit", "value 0x1c3", newerReturnValues},
     {"CKR_PUBLIC_KEY_INVALID", "p11-kit", "value 0x1c4", newerReturnValues},
+    {"CK_GCM_PARAMS", "NSS", "size 48 align 8 is CK_GCM_PARAMS_V3", twoVersionsOfGcm},
+    {"CK_GCM_PARAMS_PTR", "NSS", "size 8 align 8 is CK_GCM_PARAMS_V3*", twoVersionsOfGcm},
     {"CK_C_INITIALIZE_ARGS", "NSS", "size 56 align 8 is CK_C_INITIALIZE_ARGS", libraryParameters},
     {"CK_C_INITIALIZE_ARGS.pReserved", "NSS", "at 48 size 8 is void*", libraryParameters},
 };
@@ -169,5 +265,26 @@ static_assert(sizeof(CK_SSL3_KEY_MAT_PARAMS) == 72);
 static_assert(sizeof(CK_SKIPJACK_PRIVATE_WRAP_PARAMS) == 88);
 static_assert(sizeof(CK_SKIPJACK_RELAYX_PARAMS) == 112);
 static_assert(sizeof(CK_KEA_DERIVE_PARAMS) == 48);
+static_assert(sizeof(CK_RSA_PKCS_PSS_PARAMS) == 24);
+static_assert(sizeof(CK_RSA_AES_KEY_WRAP_PARAMS) == 16);
+static_assert(sizeof(CK_ECDH1_DERIVE_PARAMS) == 40);
+static_assert(sizeof(CK_ECDH_AES_KEY_WRAP_PARAMS) == 32);
+static_assert(sizeof(CK_X9_42_DH1_DERIVE_PARAMS) == 40);
+static_assert(sizeof(CK_EDDSA_PARAMS) == 24);
+static_assert(sizeof(CK_AES_CTR_PARAMS) == 24);
+static_assert(sizeof(CK_CAMELLIA_CTR_PARAMS) == 24);
+static_assert(sizeof(CK_GCM_PARAMS) == 48);
+static_assert(sizeof(CK_CCM_PARAMS) == 48);
+static_assert(sizeof(CK_CHACHA20_PARAMS) == 32);
+static_assert(sizeof(CK_SALSA20_PARAMS) == 24);
+static_assert(sizeof(CK_SALSA20_CHACHA20_POLY1305_PARAMS) == 32);
+static_assert(sizeof(CK_DES_CBC_ENCRYPT_DATA_PARAMS) == 24);
+static_assert(sizeof(CK_AES_CBC_ENCRYPT_DATA_PARAMS) == 32);
+static_assert(sizeof(CK_CAMELLIA_CBC_ENCRYPT_DATA_PARAMS) == 32);
+static_assert(sizeof(CK_ARIA_CBC_ENCRYPT_DATA_PARAMS) == 32);
+static_assert(sizeof(CK_SEED_CBC_ENCRYPT_DATA_PARAMS) == 32);
+static_assert(sizeof(CK_PKCS5_PBKD2_PARAMS) == 72);
+static_assert(sizeof(CK_PKCS5_PBKD2_PARAMS2) == 72);
+static_assert(sizeof(CK_HKDF_PARAMS) == 64);
 
 }  // namespace

@@ -33,7 +33,7 @@ final class DecryptCommand extends CipherCommand {
 
     private Decryptor begun(Session session, Mechanism mechanism, TokenObject key) throws IOException {
         Decryptor decryptor = session.decryptor(mechanism, key);
-        if (SignCommand.asksEachTime(key)) {
+        if (key.asksForPinEachTime()) {
             decryptor.start();
             login.loginOnceMore(session);
         }

@@ -17,4 +17,15 @@ final class Numbers {
             throw Failure.usage(option + " takes a number, decimal or 0x..., of at most 32 bits");
         }
     }
+
+    /** Reads 64 bits, decimal or hexadecimal. */
+    static long identifier(String text, String option) {
+        String digits = text.toLowerCase(Locale.ROOT);
+        try {
+            return digits.startsWith("0x") ? Long.parseUnsignedLong(digits.substring(2), 16)
+                    : Long.parseUnsignedLong(digits);
+        } catch (NumberFormatException e) {
+            throw Failure.usage(option + " takes a number, decimal or 0x..., of at most 64 bits");
+        }
+    }
 }

@@ -5,7 +5,6 @@ import java.io.IOException;
 import picocli.CommandLine.Command;
 import picocli.CommandLine.Mixin;
 
-import velnor.Attribute;
 import velnor.CKA;
 import velnor.CKM;
 import velnor.Session;
@@ -50,7 +49,7 @@ final class SignCommand extends SessionCommand {
     private byte[] sign(Session session, SignatureScheme scheme, TokenObject key) throws IOException {
         try (Input in = input.open(); Signer signer = session.signer(scheme.mechanism(), key)) {
             byte[] data = scheme.onePart(in);
-            if (asksEachTime(key)) {
+            if (key.asksForPinEachTime()) {
                 signer.start();
                 login.loginOnceMore(session);
             }
@@ -60,10 +59,5 @@ final class SignCommand extends SessionCommand {
             signer.update(in.stream(), in.progress());
             return signer.sign();
         }
-    }
-
-    static boolean asksEachTime(TokenObject key) {
-        Attribute asks = key.attributes(CKA.ALWAYS_AUTHENTICATE).get(0);
-        return Boolean.TRUE.equals(asks.value());
     }
 }

@@ -24,7 +24,7 @@ final class SlotsCommand extends ModuleCommand {
     private static Fields slot(TokenSlot slot) {
         SlotInfo info = slot.slotInfo();
         return new Fields()
-                .with("slot", Integer.toUnsignedLong(slot.slotID()))
+                .with("slot", slot.id())
                 .with("description", info.slotDescription())
                 .with("manufacturer", info.manufacturerID())
                 .with("hardwareVersion", info.hardwareVersion().toString())

@@ -7,13 +7,10 @@ import picocli.CommandLine.Option;
 
 import velnor.CKF;
 import velnor.Cryptoki;
-import velnor.CryptokiException;
 import velnor.TokenSlot;
 
 /** Which token. */
 final class TokenOptions {
-    private static final String NUMBER_TOO_LARGE = "Check64BitLen";
-
     @Option(names = "--token", paramLabel = "LABEL", description = "The token's label.")
     private String label;
 
@@ -33,8 +30,8 @@ final class TokenOptions {
     }
 
     private TokenSlot bySlot(Cryptoki cryptoki) {
-        int wanted = Numbers.code(slot, "--slot");
-        return cryptoki.slots().stream().filter(present -> present.slotID() == wanted).findFirst()
+        long wanted = Numbers.identifier(slot, "--slot");
+        return cryptoki.slots().stream().filter(present -> present.id() == wanted).findFirst()
                 .orElseThrow(() -> Failure.notFound("there is no slot " + slot + "; there are "
                         + cryptoki.slots().stream().map(TokenOptions::number).collect(Collectors.joining(", "))));
     }
@@ -63,19 +60,12 @@ final class TokenOptions {
         return tokens.get(0);
     }
 
-    /** Whether a flag is set. A token of more memory than an int can tell does not tell its flags either. */
-    static boolean has(TokenSlot token, int usualFlag) {
-        try {
-            return (token.tokenInfo().flags() & usualFlag) != 0;
-        } catch (CryptokiException e) {
-            if (e.functionName().equals(NUMBER_TOO_LARGE)) {
-                return true;
-            }
-            throw e;
-        }
+    /** Whether a flag is set. */
+    static boolean has(TokenSlot token, int flag) {
+        return (token.tokenInfo().flags() & flag) != 0;
     }
 
     static String number(TokenSlot slot) {
-        return Integer.toUnsignedString(slot.slotID());
+        return Long.toUnsignedString(slot.id());
     }
 }

@@ -11,6 +11,7 @@ import picocli.CommandLine.Option;
 
 import velnor.Cryptoki;
 import velnor.CryptokiException;
+import velnor.SlotWatch;
 import velnor.TokenSlot;
 
 @Command(name = "wait", description = "Wait until a token comes or goes.")
@@ -35,7 +36,7 @@ final class WaitCommand extends ModuleCommand {
     @Override
     int run(Cryptoki cryptoki) throws IOException {
         long start = System.nanoTime();
-        SlotEvents slots = new SlotEvents(cryptoki);
+        SlotWatch slots = cryptoki.watchSlots();
         List<Fields> events = new ArrayList<>();
         while (events.size() < count) {
             Optional<TokenSlot> slot = slots.poll();
@@ -59,7 +60,7 @@ final class WaitCommand extends ModuleCommand {
             StandardOptions.print("slot " + TokenOptions.number(slot) + ": "
                     + (label == null ? "no token" : "token \"" + Text.visible(label) + '"') + "\n");
         }
-        return new Fields().with("slot", Integer.toUnsignedLong(slot.slotID())).with("label", label)
+        return new Fields().with("slot", slot.id()).with("label", label)
                 .with("tokenPresent", label != null);
     }
 

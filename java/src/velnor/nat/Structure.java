@@ -3,18 +3,20 @@ package velnor.nat;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.util.Arrays;
+import java.util.Objects;
 
 /**
  * A C structure as {@link NativeFunctions} takes it: one block of memory that holds the structure, the blocks it points
- * to and what those point to, with the places of all pointers. Native code copies the block and turns the pointers, which
- * are offsets here, into addresses. Numbers are little-endian.
+ * to and what those point to, with the places of all pointers. Native code copies the block and turns the pointers,
+ * which are offsets here, into addresses. Numbers are little-endian.
  *
  * <p>The bytes for native code ({@link #bytes()}) are a head of four {@code int}s (the size of the block, the length of
- * the structure at its beginning, the number of pointers, and 1 if the block comes back, else 0), the block, and the place
- * of each pointer as an {@code int}. In a block that comes back, a pointer that no longer points to where it did is -1.
+ * the structure at its beginning, the number of pointers, and 1 if the block comes back, else 0), the block, and the
+ * place of each pointer as an {@code int}. In a block that comes back, a pointer that no longer points to where it did
+ * is -1.
  *
- * <p>The block grows as blocks are added; what it had is wiped when it moves. It may hold a secret, so {@link #wipe()} it
- * after use.
+ * <p>The block grows as blocks are added; what it had is wiped when it moves. It may hold a secret, so {@link #wipe()}
+ * it after use.
  */
 public final class Structure {
     /** The size of a pointer, and of a {@code CK_ULONG}. */
@@ -46,6 +48,16 @@ public final class Structure {
         size = aligned(length);
     }
 
+    /**
+     * Takes bytes as they are, such as an initialisation vector or a vendor's parameter.
+     *
+     * @param value the bytes
+     * @return the structure, which has no pointers
+     */
+    public static Structure of(byte[] value) {
+        return new Structure(value.length).putBytes(0, value);
+    }
+
     /** The size of blocks that begin where any C type may lie. */
     private static int aligned(int size) {
         return Math.addExact(size, WORD - 1) & -WORD;
@@ -69,8 +81,30 @@ public final class Structure {
      * @return this
      */
     public Structure putLong(int at, long value) {
-        block.putLong(at, value);
+        block.putLong(within(at, WORD), value);
         return this;
+    }
+
+    /**
+     * Writes a {@code CK_ULONG} of at most 32 bits.
+     *
+     * @param at where
+     * @param value the number, without a sign
+     * @return this
+     */
+    public Structure putNumber(int at, int value) {
+        return putLong(at, Integer.toUnsignedLong(value));
+    }
+
+    /**
+     * Writes a {@code CK_BBOOL}.
+     *
+     * @param at where
+     * @param value the truth
+     * @return this
+     */
+    public Structure putBoolean(int at, boolean value) {
+        return putByte(at, (byte) (value ? 1 : 0));
     }
 
     /**
@@ -81,7 +115,7 @@ public final class Structure {
      * @return this
      */
     public Structure putByte(int at, byte value) {
-        block.put(at, value);
+        block.put(within(at, 1), value);
         return this;
     }
 
@@ -93,8 +127,12 @@ public final class Structure {
      * @return this
      */
     public Structure putBytes(int at, byte[] value) {
-        System.arraycopy(value, 0, block.array(), at, value.length);
+        System.arraycopy(value, 0, block.array(), within(at, value.length), value.length);
         return this;
+    }
+
+    private int within(int at, int count) {
+        return Objects.checkFromIndexSize(at, count, size);
     }
 
     /**
@@ -111,6 +149,23 @@ public final class Structure {
         int at = point(pointerAt, value.length);
         putBytes(at, value);
         return at;
+    }
+
+    /**
+     * Adds a block of bytes, points to it and writes how many they are. Null and an empty array are a null pointer and
+     * 0.
+     *
+     * @param pointerAt where the pointer is
+     * @param lengthAt where the number of bytes is
+     * @param value the bytes, or null
+     * @return this
+     */
+    public Structure putCounted(int pointerAt, int lengthAt, byte[] value) {
+        if (value != null && value.length > 0) {
+            point(pointerAt, value);
+            putLong(lengthAt, value.length);
+        }
+        return this;
     }
 
     /**
@@ -139,7 +194,7 @@ public final class Structure {
      * @return this
      */
     public Structure pointTo(int pointerAt, int at) {
-        block.putLong(pointerAt, at);
+        putLong(pointerAt, at);
         if (pointerCount == pointers.length) {
             pointers = Arrays.copyOf(pointers, 2 * pointerCount);
         }
@@ -148,8 +203,8 @@ public final class Structure {
     }
 
     private void grow(int needed) {
-        ByteBuffer larger = ByteBuffer.allocate((int) Math.min(Integer.MAX_VALUE - 64, Math.max(needed, 2L * block.capacity())))
-                .order(ByteOrder.LITTLE_ENDIAN);
+        long capacity = Math.min(Integer.MAX_VALUE - 64, Math.max(needed, 2L * block.capacity()));
+        ByteBuffer larger = ByteBuffer.allocate((int) capacity).order(ByteOrder.LITTLE_ENDIAN);
         System.arraycopy(block.array(), 0, larger.array(), 0, size);
         Arrays.fill(block.array(), (byte) 0);
         block = larger;
@@ -162,7 +217,8 @@ public final class Structure {
      */
     public byte[] bytes() {
         if (bytes == null) {
-            ByteBuffer made = ByteBuffer.allocate(HEAD + size + Integer.BYTES * pointerCount).order(ByteOrder.LITTLE_ENDIAN);
+            ByteBuffer made = ByteBuffer.allocate(HEAD + size + Integer.BYTES * pointerCount)
+                    .order(ByteOrder.LITTLE_ENDIAN);
             made.putInt(size).putInt(length).putInt(pointerCount).putInt(comesBack ? 1 : 0);
             made.put(block.array(), 0, size);
             for (int i = 0; i < pointerCount; i++) {
@@ -180,7 +236,7 @@ public final class Structure {
      * @return the number; for a pointer the offset of what it points to, or -1
      */
     public long getLong(int at) {
-        return ByteBuffer.wrap(bytes()).order(ByteOrder.LITTLE_ENDIAN).getLong(HEAD + at);
+        return ByteBuffer.wrap(bytes()).order(ByteOrder.LITTLE_ENDIAN).getLong(HEAD + within(at, WORD));
     }
 
     /**
@@ -191,10 +247,20 @@ public final class Structure {
      * @return a copy of the bytes
      */
     public byte[] getBytes(int at, int count) {
-        if (at < 0 || count < 0 || count > size - at) {
-            throw new IndexOutOfBoundsException(count + " bytes at " + at + " of " + size);
-        }
+        within(at, count);
         return Arrays.copyOfRange(bytes(), HEAD + at, HEAD + at + count);
+    }
+
+    /**
+     * Reads bytes of what came back, where a pointer points.
+     *
+     * @param pointerAt where the pointer is
+     * @param count how many
+     * @return a copy of the bytes; null when the pointer was null, or no longer points where it did
+     */
+    public byte[] getPointed(int pointerAt, int count) {
+        long at = getLong(pointerAt);
+        return at <= 0 ? null : getBytes(Math.toIntExact(at), count);
     }
 
     /** Wipes the block and the bytes that were made of it. */

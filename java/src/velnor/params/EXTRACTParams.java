@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_EXTRACT_KEY_FROM_KEY}. */
 public final class EXTRACTParams implements MechanismParams {
     private final int parameter;
@@ -11,5 +13,10 @@ public final class EXTRACTParams implements MechanismParams {
      */
     public EXTRACTParams(int bitIndex) {
         parameter = bitIndex;
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(Structure.WORD).putNumber(0, parameter);
     }
 }

@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /**
  * The data of {@code CKM_CONCATENATE_BASE_AND_DATA}, {@code CKM_CONCATENATE_DATA_AND_BASE} and
  * {@code CKM_XOR_BASE_AND_DATA}.
@@ -19,5 +21,10 @@ public final class KEYDERIVATIONSTRINGDATA implements MechanismParams {
     @Override
     public void check() {
         Arrays.check("data", data, 0);
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(2 * Structure.WORD).putCounted(0, 8, data);
     }
 }

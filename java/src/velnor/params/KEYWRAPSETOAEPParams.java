@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_KEY_WRAP_SET_OAEP}. */
 public final class KEYWRAPSETOAEPParams implements MechanismParams {
     private final byte m_bBC;
@@ -19,5 +21,10 @@ public final class KEYWRAPSETOAEPParams implements MechanismParams {
     @Override
     public void check() {
         Arrays.check("xData", m_xData, 0);
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(3 * Structure.WORD).putByte(0, m_bBC).putCounted(8, 16, m_xData);
     }
 }

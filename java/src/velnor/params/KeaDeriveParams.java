@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_KEA_KEY_DERIVE}. */
 public final class KeaDeriveParams implements MechanismParams {
     private final Boolean isSender;
@@ -27,5 +29,14 @@ public final class KeaDeriveParams implements MechanismParams {
         Arrays.check("randomA", randomA, 0);
         Arrays.check("randomB", randomB, randomA.length);
         Arrays.check("publicData", publicData, 0);
+    }
+
+    /** Of the random data B as many bytes count as A has: the structure has one length for both. */
+    @Override
+    public Structure structure() {
+        Structure structure = new Structure(6 * Structure.WORD).putBoolean(0, isSender);
+        structure.putCounted(16, 8, randomA);
+        structure.point(24, Arrays.first(randomB, randomA.length));
+        return structure.putCounted(40, 32, publicData);
     }
 }

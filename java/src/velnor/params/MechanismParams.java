@@ -1,16 +1,40 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /**
- * A parameter that the native library can pass on. The classes of this package implement it; there are no others.
+ * A parameter of a mechanism. The classes of this package implement it; there are no others: a vendor's parameter is a
+ * {@code byte[]}.
+ *
+ * <p>What a parameter is made with never changes, so that any number of threads can use one. What a token writes into
+ * it, such as an initialisation vector that it made, is to be had from the same object after the call, and replaced by
+ * the next call; whoever wants that uses an object of its own for each call.
  */
 public interface MechanismParams {
     /**
-     * Looks whether native code can take the parameter whole. {@link velnor.Session} does it before every call; {@link
+     * Looks whether a token can make sense of the parameter. {@link velnor.Session} does it before every call; {@link
      * velnor.nat} does not, and starts operations with zeroes in the place of bytes that are not there.
      *
      * @throws NullPointerException when an array that has to be there is null
-     * @throws IllegalArgumentException when an array is too short
+     * @throws IllegalArgumentException when an array is too short, or a number impossible
      */
     default void check() {
+    }
+
+    /**
+     * Lays the parameter out as the C structure of PKCS#11, in its standard meaning. Wipe it after use: it may hold a
+     * password.
+     *
+     * @return a structure of its own at each call
+     */
+    Structure structure();
+
+    /**
+     * Takes over what a module has written into the structure. {@link velnor.Session} does it after every call that
+     * went well.
+     *
+     * @param structure what {@link #structure()} gave, after native code has copied it back
+     */
+    default void takeBack(Structure structure) {
     }
 }

@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_RC2_CBC} and {@code CKM_RC2_CBC_PAD}. */
 public final class RC2CBCParams implements MechanismParams {
     private final int m_effectiveBits;
@@ -19,5 +21,10 @@ public final class RC2CBCParams implements MechanismParams {
     @Override
     public void check() {
         Arrays.check("iv", m_iv, 8);
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(2 * Structure.WORD).putNumber(0, m_effectiveBits).putBytes(8, Arrays.first(m_iv, 8));
     }
 }

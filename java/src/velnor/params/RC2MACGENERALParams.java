@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_RC2_MAC_GENERAL}. */
 public final class RC2MACGENERALParams implements MechanismParams {
     private final int m_effectiveBits;
@@ -14,5 +16,10 @@ public final class RC2MACGENERALParams implements MechanismParams {
     public RC2MACGENERALParams(int effectiveBits, int macLength) {
         m_effectiveBits = effectiveBits;
         m_macLength = macLength;
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(2 * Structure.WORD).putNumber(0, m_effectiveBits).putNumber(8, m_macLength);
     }
 }

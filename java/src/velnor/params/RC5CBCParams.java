@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_RC5_CBC} and {@code CKM_RC5_CBC_PAD}. */
 public final class RC5CBCParams implements MechanismParams {
     private final int m_wordSize;
@@ -22,5 +24,11 @@ public final class RC5CBCParams implements MechanismParams {
     @Override
     public void check() {
         Arrays.check("iv", m_iv, 0);
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(4 * Structure.WORD).putNumber(0, m_wordSize).putNumber(8, m_rounds)
+                .putCounted(16, 24, m_iv);
     }
 }

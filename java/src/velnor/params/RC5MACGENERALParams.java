@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_RC5_MAC_GENERAL}. */
 public final class RC5MACGENERALParams implements MechanismParams {
     private final int m_wordSize;
@@ -17,5 +19,11 @@ public final class RC5MACGENERALParams implements MechanismParams {
         m_wordSize = wordSize;
         m_rounds = rounds;
         m_macLength = macLength;
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(3 * Structure.WORD).putNumber(0, m_wordSize).putNumber(8, m_rounds)
+                .putNumber(16, m_macLength);
     }
 }

@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_SKIPJACK_PRIVATE_WRAP}. */
 public final class SKIPJACKPRIVATEWRAPParams implements MechanismParams {
     private final byte[] m_password;
@@ -37,5 +39,14 @@ public final class SKIPJACKPRIVATEWRAPParams implements MechanismParams {
         Arrays.check("subPrimeQ", m_subPrimeQ, 0);
         Arrays.check("baseG", m_baseG, 0);
         Arrays.check("primeP", m_primeP, m_baseG.length);
+    }
+
+    /** Of the prime as many bytes count as the base has: the structure has one length for both. */
+    @Override
+    public Structure structure() {
+        Structure structure = new Structure(11 * Structure.WORD);
+        structure.putCounted(8, 0, m_password).putCounted(24, 16, m_publicData).putCounted(56, 48, m_randomA);
+        structure.point(64, Arrays.first(m_primeP, m_baseG.length));
+        return structure.putCounted(72, 32, m_baseG).putCounted(80, 40, m_subPrimeQ);
     }
 }

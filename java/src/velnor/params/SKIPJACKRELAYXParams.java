@@ -1,5 +1,7 @@
 package velnor.params;
 
+import velnor.nat.Structure;
+
 /** The parameter of {@code CKM_SKIPJACK_RELAYX}. */
 public final class SKIPJACKRELAYXParams implements MechanismParams {
     private final byte[] m_oldWrappedX;
@@ -41,5 +43,13 @@ public final class SKIPJACKRELAYXParams implements MechanismParams {
         Arrays.check("newPassword", m_newPassword, 0);
         Arrays.check("newPublicData", m_newPublicData, 0);
         Arrays.check("newRandomA", m_newRandomA, 0);
+    }
+
+    @Override
+    public Structure structure() {
+        return new Structure(14 * Structure.WORD).putCounted(8, 0, m_oldWrappedX).putCounted(24, 16, m_oldPassword)
+                .putCounted(40, 32, m_oldPublicData).putCounted(56, 48, m_oldRandomA)
+                .putCounted(72, 64, m_newPassword).putCounted(88, 80, m_newPublicData)
+                .putCounted(104, 96, m_newRandomA);
     }
 }

@@ -4,13 +4,19 @@ import java.util.Objects;
 
 import quadrel.Pkcs11SSL3KEYMATOUT;
 import quadrel.Pkcs11SSL3RANDOMDATA;
+import velnor.nat.Structure;
 
 /**
  * The parameter of {@code CKM_SSL3_KEY_AND_MAC_DERIVE}.
  *
- * <p><strong>Of the random data only the lengths reach the token</strong>; in place of the bytes it is given zeroes.
+ * <p>The token makes four keys, whose handles {@link SSL3KEYMATOUT} gives. In a call of {@link
+ * velnor.nat.NativeSession} <strong>only the lengths of the random data reach the token</strong>; in place of the bytes
+ * it is given zeroes.
  */
 public final class SSL3KEYMATParams implements MechanismParams {
+    /** Where the pointer to what is given back lies. */
+    private static final int RETURNED = 32 + SSL3RANDOMDATA.SIZE;
+
     private final Pkcs11SSL3KEYMATOUT returnedKeyMaterial;
     private final Pkcs11SSL3RANDOMDATA randomInfo;
     private final Boolean isExport;
@@ -44,5 +50,28 @@ public final class SSL3KEYMATParams implements MechanismParams {
         Objects.requireNonNull(randomInfo, "randomInfo");
         ((SSL3KEYMATOUT) returnedKeyMaterial).check();
         ((SSL3RANDOMDATA) randomInfo).check();
+    }
+
+    @Override
+    public Structure structure() {
+        Structure structure = new Structure(RETURNED + Structure.WORD).comesBack();
+        structure.putNumber(0, macSizeInBits).putNumber(8, keySizeInBits).putNumber(16, ivSizeInBits)
+                .putBoolean(24, isExport);
+        ((SSL3RANDOMDATA) randomInfo).layOut(structure, 32);
+        int at = structure.point(RETURNED, SSL3KEYMATOUT.SIZE);
+        ((SSL3KEYMATOUT) returnedKeyMaterial).layOut(structure, at, ivBytes());
+        return structure;
+    }
+
+    @Override
+    public void takeBack(Structure structure) {
+        long at = structure.getLong(RETURNED);
+        if (at >= 0) {
+            ((SSL3KEYMATOUT) returnedKeyMaterial).takeBack(structure, Math.toIntExact(at), ivBytes());
+        }
+    }
+
+    private int ivBytes() {
+        return (int) ((Integer.toUnsignedLong(ivSizeInBits) + 7) / 8);
     }
 }

@@ -1,6 +1,7 @@
 package velnor.params;
 
 import quadrel.Pkcs11SSL3RANDOMDATA;
+import velnor.nat.Structure;
 
 /**
  * The random data of an SSL 3 handshake, part of {@link SSL3MASTERKEYDERIVEParams} and {@link SSL3KEYMATParams}.
@@ -8,6 +9,9 @@ import quadrel.Pkcs11SSL3RANDOMDATA;
  * <p>The two mechanisms read the same data under different field names.
  */
 public final class SSL3RANDOMDATA implements Pkcs11SSL3RANDOMDATA {
+    /** The size of the C structure. */
+    static final int SIZE = 4 * Structure.WORD;
+
     private final byte[] m_clientRandom;
     private final byte[] m_serverRandom;
     private final byte[] clientRandom;
@@ -29,5 +33,10 @@ public final class SSL3RANDOMDATA implements Pkcs11SSL3RANDOMDATA {
     void check() {
         Arrays.check("clientRandom", clientRandom, 0);
         Arrays.check("serverRandom", serverRandom, 0);
+    }
+
+    /** Lays the data out within a parameter. */
+    void layOut(Structure structure, int at) {
+        structure.putCounted(at, at + 8, clientRandom).putCounted(at + 16, at + 24, serverRandom);
     }
 }

@@ -2,10 +2,12 @@ package harlune.surface;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import harlune.support.ScriptedModule;
 
+import java.time.Duration;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Set;
@@ -57,9 +59,13 @@ class CallsTest {
 
     /** Starts a call that stays inside the module. */
     private void startBlocked() throws InterruptedException {
+        startBlocked("C_GetInfo", cryptoki::info);
+    }
+
+    private void startBlocked(String function, Runnable call) throws InterruptedException {
         int before = ScriptedModule.blocked();
-        ScriptedModule.answer("C_GetInfo block");
-        start(cryptoki::info);
+        ScriptedModule.answer(function + " block");
+        start(call);
         while (ScriptedModule.blocked() == before) {
             Thread.sleep(1);
         }
@@ -67,7 +73,7 @@ class CallsTest {
 
     /** The thread must come to wait for another one in Java. */
     private static void assertWaits(Thread thread) throws InterruptedException {
-        Set<Thread.State> waiting = Set.of(Thread.State.WAITING, Thread.State.BLOCKED);
+        Set<Thread.State> waiting = Set.of(Thread.State.WAITING, Thread.State.TIMED_WAITING, Thread.State.BLOCKED);
         while (!waiting.contains(thread.getState())) {
             assertTrue(thread.isAlive(), "the call did not wait");
             Thread.sleep(1);
@@ -96,14 +102,17 @@ class CallsTest {
         cryptoki.info();
     }
 
-    @ParameterizedTest
-    @EnumSource(Threading.class)
-    void sessionsAreOpenedAndClosedAlone(Threading threading) throws InterruptedException {
-        open(threading);
+    private static List<Runnable> sessionCalls(Session session) {
+        return List.of(() -> session.slot().openSession(), session::close, session.slot()::closeAllSessions,
+                () -> session.slot().initToken("87654321", "label"));
+    }
+
+    @Test
+    void sessionsAreOpenedAndClosedOneAtATimeWhereCallsAre() throws InterruptedException {
+        open(Threading.SERIALIZED);
         Session session = cryptoki.slotsWithToken().get(0).openSession();
         ScriptedModule.clearJournal();
-        for (Runnable call : List.<Runnable>of(() -> session.slot().openSession(), session::close,
-                session.slot()::closeAllSessions, () -> session.slot().initToken("87654321", "label"))) {
+        for (Runnable call : sessionCalls(session)) {
             startBlocked();
             ScriptedModule.clearJournal();
             Thread waiting = start(call);
@@ -114,6 +123,93 @@ class CallsTest {
             assertTrue(ScriptedModule.journal().get(0).startsWith("C_GetInfo"), ScriptedModule.journal()::toString);
             assertTrue(ScriptedModule.journal().size() > 1, ScriptedModule.journal()::toString);
         }
+    }
+
+    /** A call that does not come back: of the module, and of a session with another token and of one with the same. */
+    @Test
+    void aStuckCallStopsNoOther() throws InterruptedException {
+        open(Threading.CONCURRENT);
+        TokenSlot slot = cryptoki.slotsWithToken().get(0);
+        Session stuck = slot.openSession();
+        Session session = slot.openSession();
+        startBlocked();
+        startBlocked("C_GenerateRandom", () -> stuck.random(8));
+        for (Runnable call : sessionCalls(session).subList(0, 2)) {
+            call.run();
+        }
+        try (Session another = slot.openSession(); Digester digester = another.digester(new Mechanism(CKM.MD5))) {
+            digester.update(new byte[3]);
+            assertEquals(8, another.random(8).length);
+        }
+        assertEquals(2, ScriptedModule.blocked());
+    }
+
+    @Test
+    void callsWithOneSessionTakeTurns() throws InterruptedException {
+        open(Threading.CONCURRENT);
+        Session session = cryptoki.slotsWithToken().get(0).openSession();
+        startBlocked("C_GenerateRandom", () -> session.random(8));
+        Thread second = start(() -> session.random(8));
+        assertWaits(second);
+        Thread closing = start(session::close);
+        assertWaits(closing);
+        assertEquals(1, ScriptedModule.blocked());
+        ScriptedModule.release();
+        closing.join();
+        assertFalse(session.isOpen());
+    }
+
+    @ParameterizedTest
+    @EnumSource(Threading.class)
+    void closingAllSessionsWaitsForThemAlone(Threading threading) throws InterruptedException {
+        open(threading);
+        Session session = cryptoki.slotsWithToken().get(0).openSession();
+        startBlocked("C_GenerateRandom", () -> session.random(8));
+        ScriptedModule.clearJournal();
+        Thread closing = start(session.slot()::closeAllSessions);
+        assertWaits(closing);
+        assertEquals(List.of(), ScriptedModule.journal());
+        ScriptedModule.release();
+        closing.join();
+        assertFalse(session.isOpen());
+    }
+
+    @ParameterizedTest
+    @EnumSource(Threading.class)
+    void closingGivesUpAfterItsTime(Threading threading) throws InterruptedException {
+        open(threading);
+        Session session = cryptoki.slotsWithToken().get(0).openSession();
+        startBlocked("C_GenerateRandom", () -> session.random(8));
+        for (Duration limit : List.of(Duration.ZERO, Duration.ofMillis(20), Duration.ofSeconds(Long.MIN_VALUE))) {
+            IllegalStateException e = assertThrows(IllegalStateException.class, () -> cryptoki.close(limit));
+            assertTrue(e.getMessage().contains("open as before") && e.getMessage().contains("1 call"), e.getMessage());
+            assertTrue(cryptoki.isOpen() && session.isOpen());
+        }
+        ScriptedModule.release();
+        assertEquals("Scripted module", cryptoki.info().libraryDescription());
+        cryptoki.close(Duration.ofSeconds(Long.MAX_VALUE));
+        assertFalse(cryptoki.isOpen());
+        cryptoki.close(Duration.ZERO);
+    }
+
+    /** Between the begin of closing and C_Finalize nothing enters. */
+    @Test
+    void whatComesWhileTheModuleIsBeingClosedIsRefused() throws InterruptedException {
+        open(Threading.CONCURRENT);
+        Session session = cryptoki.slotsWithToken().get(0).openSession();
+        startBlocked();
+        Thread closing = start(cryptoki::close);
+        assertWaits(closing);
+        ScriptedModule.clearJournal();
+        for (Runnable call : List.<Runnable>of(cryptoki::info, () -> session.random(1), session.slot()::openSession)) {
+            IllegalStateException e = assertThrows(IllegalStateException.class, call::run);
+            assertTrue(e.getMessage().endsWith("is being closed"), e.getMessage());
+        }
+        session.close();
+        assertEquals(List.of(), ScriptedModule.journal());
+        ScriptedModule.release();
+        closing.join();
+        assertTrue(ScriptedModule.journal().get(1).startsWith("C_Finalize"), ScriptedModule.journal()::toString);
     }
 
     @ParameterizedTest

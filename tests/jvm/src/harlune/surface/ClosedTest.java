@@ -14,6 +14,7 @@ import java.io.OutputStream;
 import java.lang.reflect.InvocationTargetException;
 import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
+import java.nio.ByteBuffer;
 import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
@@ -41,8 +42,8 @@ import velnor.UserType;
 class ClosedTest {
     /** What tells things that do not change, or is there for closing. */
     private static final Map<Class<?>, Set<String>> USABLE = Map.of(
-            Cryptoki.class, Set.of("modulePath", "isOpen", "close"),
-            TokenSlot.class, Set.of("slotID", "cryptoki"),
+            Cryptoki.class, Set.of("modulePath", "threading", "isOpen", "close"),
+            TokenSlot.class, Set.of("slotID", "id", "cryptoki"),
             Session.class, Set.of("slot", "isOpen", "close", "object"),
             TokenObject.class, Set.of("session", "handle"));
     /** The same for operations. */
@@ -75,9 +76,13 @@ class ClosedTest {
         }
 
         Object argument(Class<?> type) {
-            Map<Class<?>, Object> arguments = Map.of(int.class, 0, long.class, 0L, String.class, "1234",
-                    byte[].class, new byte[16], int[].class, new int[1], Attribute[].class, new Attribute[0],
-                    Mechanism.class, new Mechanism(CKM.SHA_1), TokenObject.class, key, UserType.class, UserType.USER);
+            Map<Class<?>, Object> arguments = Map.ofEntries(Map.entry(int.class, 0), Map.entry(long.class, 0L),
+                    Map.entry(String.class, "1234"), Map.entry(char[].class, new char[] {'1'}),
+                    Map.entry(byte[].class, new byte[16]), Map.entry(int[].class, new int[1]),
+                    Map.entry(long[].class, new long[1]), Map.entry(ByteBuffer.class, ByteBuffer.allocateDirect(16)),
+                    Map.entry(Attribute[].class, new Attribute[0]),
+                    Map.entry(Mechanism.class, new Mechanism(CKM.SHA_1)), Map.entry(TokenObject.class, key),
+                    Map.entry(UserType.class, UserType.USER));
             if (type == Duration.class) {
                 return Duration.ofMinutes(1);
             }
@@ -166,7 +171,7 @@ class ClosedTest {
         Session living = reopened.slotsWithToken().get(0).openSession();
         ScriptedModule.clearJournal();
         assertDoesNotThrow(open::close);
-        assertDoesNotThrow(stale.cryptoki()::close);
+        assertDoesNotThrow(() -> stale.cryptoki().close());
         assertEquals(List.of(), ScriptedModule.journal());
         assertFalse(open.isOpen() || stale.cryptoki().isOpen());
         assertTrue(living.isOpen() && reopened.isOpen());

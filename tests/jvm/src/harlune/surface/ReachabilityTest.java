@@ -14,52 +14,25 @@ import java.util.Set;
 import java.util.TreeSet;
 import java.util.jar.JarFile;
 import java.util.stream.Collectors;
-import java.util.stream.Stream;
 
 import org.junit.jupiter.api.Test;
 
 import velnor.Cryptoki;
-import velnor.nat.NativeCryptoki;
-import velnor.nat.NativeSession;
-import velnor.nat.NativeSlot;
+import velnor.nat.Function;
+import velnor.nat.NativeFunctions;
 
-/** Which native methods the classes above them call: none that can end the JVM, and all others that are of use. */
+/** What the classes above them use of velnor.nat: the functions by their shapes, all of them, and nothing else. */
 class ReachabilityTest {
-    /** The tag of a method in a class file's constant pool. */
-    private static final int METHOD = 10;
+    /** The tags of a field and of a method in a class file's constant pool. */
+    private static final Set<Integer> MEMBERS = Set.of(9, 10);
+    private static final Set<String> FAMILY = Set.of("NativeFunctions", "Function", "Structure");
 
-    /** Into the caller's array, and of no return when they fail. */
-    private static final Set<String> FATAL = Set.of(
-            "NativeSession.J_SignRecover([BII[BI)I",
-            "NativeSession.J_VerifyRecover([BII[BI)I",
-            "NativeSession.J_DigestFinal([BI)I",
-            "NativeSession.J_DecryptDigestUpdate([BII[BI)I",
-            "NativeSession.J_DigestEncryptUpdate([BII[BI)I",
-            "NativeSession.J_SignEncryptUpdate([BII[BI)I",
-            "NativeSession.J_DecryptVerifyUpdate([BII[BI)I");
+    /** What has no use yet, and why. */
+    private static final Map<String, String> UNUSED = Map.of(
+            "NativeFunctions.twoBytesDirect(JIJLjava/nio/ByteBuffer;II[BII)I",
+            "a verification takes its data by update, from any buffer");
 
-    private static final String SIBLING = "its sibling makes the array, of the right size";
-
-    /** What else has no use, and why. */
-    private static final Map<String, String> UNUSED = Map.ofEntries(
-            Map.entry("NativeCryptoki.loadCryptokiLibrary(Ljava/lang/String;)V", "unmaps the module before it"),
-            Map.entry("NativeCryptoki.loadCryptokiLibrary3(Ljava/lang/String;ZZ)V", "one argument more, ignored"),
-            Map.entry("NativeSlot.J_OpenSession(IBLjava/lang/String;)Lvelnor/nat/NativeSession;",
-                    "leaves a session behind when the login fails"),
-            Map.entry("NativeSession.J_GetAttributeValue(J[I)[Lvelnor/Attribute;",
-                    "gives nothing when one attribute is sensitive"),
-            Map.entry("NativeSession.J_FindObjects([Lvelnor/Attribute;[I)[Lvelnor/CryptokiObject;",
-                    "cuts handles to 32 bits, and hides every failure to read"),
-            Map.entry("NativeSession.J_Digest(JZLvelnor/Mechanism;[BII)[B", "has room for 20 bytes"),
-            Map.entry("NativeSession.J_Encrypt(JZLvelnor/Mechanism;J[BII[BI)I", SIBLING),
-            Map.entry("NativeSession.J_EncryptUpdate(JZLvelnor/Mechanism;J[BII[BI)I", SIBLING),
-            Map.entry("NativeSession.J_EncryptFinal([BI)I", SIBLING),
-            Map.entry("NativeSession.J_DecryptUpdate(JZLvelnor/Mechanism;J[BII[BI)I", SIBLING),
-            Map.entry("NativeSession.J_DecryptFinal([BI)I", SIBLING),
-            Map.entry("NativeSession.J_Sign(JZLvelnor/Mechanism;J[BII[BI)I", SIBLING),
-            Map.entry("NativeSession.J_SignFinal([BI)I", SIBLING));
-
-    /** The methods of velnor.nat that the class files of the jar outside of it refer to. */
+    /** The members of velnor.nat that the class files of the jar outside of it refer to. */
     private static Set<String> referred() throws Exception {
         Path jar = Path.of(Cryptoki.class.getProtectionDomain().getCodeSource().getLocation().toURI());
         Set<String> referred = new TreeSet<>();
@@ -68,7 +41,7 @@ class ReachabilityTest {
             for (String name : file.stream().map(entry -> entry.getName()).collect(Collectors.toList())) {
                 if (name.endsWith(".class") && !name.startsWith("velnor/nat/")) {
                     try (DataInputStream in = new DataInputStream(file.getInputStream(file.getEntry(name)))) {
-                        referred.addAll(methodsOfNat(in));
+                        referred.addAll(membersOfNat(in));
                     }
                     classes++;
                 }
@@ -78,8 +51,8 @@ class ReachabilityTest {
         return referred;
     }
 
-    /** Reads the constant pool; every call of a method, a method reference too, has an entry there. */
-    private static Set<String> methodsOfNat(DataInputStream in) throws IOException {
+    /** Reads the constant pool; every use of a member, a method reference too, has an entry there. */
+    private static Set<String> membersOfNat(DataInputStream in) throws IOException {
         assertEquals(0xCAFEBABE, in.readInt());
         in.readInt();
         Object[] pool = new Object[in.readUnsignedShort()];
@@ -101,46 +74,45 @@ class ReachabilityTest {
             default -> throw new IOException("tag " + tag);
             }
         }
-        Set<String> methods = new TreeSet<>();
+        Set<String> members = new TreeSet<>();
         for (Object entry : pool) {
-            if (entry instanceof int[] reference && reference.length == 3 && reference[2] == METHOD) {
+            if (entry instanceof int[] reference && reference.length == 3 && MEMBERS.contains(reference[2])) {
                 String owner = (String) pool[((int[]) pool[reference[0]])[0]];
                 int[] nameAndType = (int[]) pool[reference[1]];
                 if (owner.startsWith("velnor/nat/")) {
-                    methods.add(owner.substring("velnor/nat/".length()) + "." + pool[nameAndType[0]]
+                    members.add(owner.substring("velnor/nat/".length()) + "." + pool[nameAndType[0]]
                             + pool[nameAndType[1]]);
                 }
             }
         }
-        return methods;
+        return members;
     }
 
-    private static Set<String> natives() {
-        return Stream.of(NativeCryptoki.class, NativeSlot.class, NativeSession.class)
-                .flatMap(type -> Arrays.stream(type.getDeclaredMethods()))
+    @Test
+    void theContractsClassesAreLeftToOthers() throws Exception {
+        Set<String> others = referred();
+        others.removeIf(member -> FAMILY.contains(member.substring(0, member.indexOf('.'))));
+        assertEquals(Set.of(), others);
+    }
+
+    @Test
+    void everyNativeMethodOfTheFamilyIsUsedOrHasAReasonNotToBe() throws Exception {
+        Set<String> unused = Arrays.stream(NativeFunctions.class.getDeclaredMethods())
                 .filter(method -> Modifier.isNative(method.getModifiers()))
-                .map(method -> method.getDeclaringClass().getSimpleName() + "." + method.getName()
-                        + MethodType.methodType(method.getReturnType(), method.getParameterTypes())
-                                .toMethodDescriptorString())
+                .map(method -> "NativeFunctions." + method.getName() + MethodType
+                        .methodType(method.getReturnType(), method.getParameterTypes()).toMethodDescriptorString())
                 .collect(Collectors.toCollection(TreeSet::new));
-    }
-
-    @Test
-    void noCallCanEndTheJvm() throws Exception {
-        assertTrue(natives().containsAll(FATAL));
-        Set<String> fatal = referred();
-        fatal.retainAll(FATAL);
-        assertEquals(Set.of(), fatal);
-    }
-
-    @Test
-    void everyOtherNativeMethodIsUsedOrHasAReasonNotToBe() throws Exception {
-        Set<String> natives = natives();
-        assertEquals(80, natives.size());
-        assertTrue(natives.containsAll(UNUSED.keySet()));
-        Set<String> unused = new TreeSet<>(natives);
+        assertTrue(unused.size() > 30, () -> unused.size() + " native methods");
         unused.removeAll(referred());
-        unused.removeAll(FATAL);
         assertEquals(UNUSED.keySet(), unused);
+    }
+
+    @Test
+    void everyFunctionIsUsed() throws Exception {
+        Set<String> unused = Arrays.stream(Function.values())
+                .map(function -> "Function." + function.name() + "Lvelnor/nat/Function;")
+                .collect(Collectors.toCollection(TreeSet::new));
+        unused.removeAll(referred());
+        assertEquals(Set.of(), unused);
     }
 }

@@ -14,7 +14,6 @@ import java.lang.reflect.Method;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
-import java.util.function.Function;
 
 import org.junit.jupiter.api.Test;
 
@@ -97,17 +96,21 @@ class WipedTest extends ScriptedOperations {
     }
 
     @Test
-    void theCopyOfARegion() throws ReflectiveOperationException {
-        Method exactly = Class.forName("velnor.Operation").getDeclaredMethod("exactly", byte[].class, int.class,
-                int.class, Function.class);
-        exactly.setAccessible(true);
-        byte[] array = bytes("..secret.");
-        assertEquals("secret", exactly.invoke(null, array, 2, 6, (Function<byte[], String>) region -> {
-            seen.add(region);
-            return text(region);
-        }));
+    void thePinInUtf8() throws ReflectiveOperationException {
+        Class<?> pinClass = Class.forName("velnor.Pin");
+        Method of = pinClass.getDeclaredMethod("of", char[].class);
+        of.setAccessible(true);
+        char[] characters = "p\u00EFn".toCharArray();
+        AutoCloseable pin = (AutoCloseable) of.invoke(null, (Object) characters);
+        Method bytes = pinClass.getDeclaredMethod("bytes");
+        bytes.setAccessible(true);
+        seen.add((byte[]) bytes.invoke(pin));
+        assertEquals("p\u00EFn", text(seen.get(0)));
+        Method close = pinClass.getDeclaredMethod("close");
+        close.setAccessible(true);
+        close.invoke(pin);
         assertAllBlank(1);
-        assertEquals("..secret.", text(array));
+        assertEquals("p\u00EFn", new String(characters), "the caller's own array stays as it is");
     }
 
     @Test

@@ -1,0 +1,196 @@
+package harlune.values;
+
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertThrows;
+import static org.junit.jupiter.api.Assertions.assertTrue;
+import static org.junit.jupiter.params.provider.Arguments.arguments;
+
+import java.security.spec.MGF1ParameterSpec;
+import java.security.spec.PSSParameterSpec;
+import java.util.stream.Stream;
+
+import javax.crypto.spec.OAEPParameterSpec;
+import javax.crypto.spec.PSource;
+
+import org.junit.jupiter.api.Test;
+import org.junit.jupiter.params.ParameterizedTest;
+import org.junit.jupiter.params.provider.Arguments;
+import org.junit.jupiter.params.provider.CsvSource;
+import org.junit.jupiter.params.provider.MethodSource;
+
+import velnor.CKD;
+import velnor.CKF;
+import velnor.CKM;
+import velnor.nat.Structure;
+import velnor.params.CBCEncryptDataParams;
+import velnor.params.CCMParams;
+import velnor.params.CTRParams;
+import velnor.params.ChaCha20Params;
+import velnor.params.ChaCha20Poly1305Params;
+import velnor.params.ECDH1DeriveParams;
+import velnor.params.ECDHAESKeyWrapParams;
+import velnor.params.EdDSAParams;
+import velnor.params.GCMParams;
+import velnor.params.HKDFParams;
+import velnor.params.MechanismParams;
+import velnor.params.OAEPParams;
+import velnor.params.ObjectHandleParams;
+import velnor.params.PBEParams;
+import velnor.params.PBKD2Params;
+import velnor.params.PSSParams;
+import velnor.params.RSAAESKeyWrapParams;
+
+/** Which parameters are refused, with which advice, and what the factories make. */
+class ParameterChecksTest {
+    private static final char[] PASSWORD = {'p'};
+    private static final byte[] SOME = new byte[16];
+
+    static Stream<Arguments> unsound() {
+        OAEPParams oaep = OAEPParams.of("SHA-256", null);
+        return Stream.of(
+                arguments(new CTRParams(new byte[15]), "16 bytes, not 15"),
+                arguments(new CTRParams(new byte[17]), "16 bytes, not 17"),
+                arguments(new CTRParams(0, SOME), "1 to 128 bits, not 0"),
+                arguments(new CTRParams(129, SOME), "1 to 128 bits, not 129"),
+                arguments(new GCMParams(new byte[0]), "initialisation vector"),
+                arguments(new GCMParams(SOME, null, 88), "not 88"),
+                arguments(new GCMParams(SOME, null, 136), "not 136"),
+                arguments(new GCMParams(SOME, null, 100), "not 100"),
+                arguments(new GCMParams(SOME, null, 0), "take 128"),
+                arguments(new CCMParams(0, new byte[6], null, 16), "7 to 13 bytes, not 6"),
+                arguments(new CCMParams(0, new byte[14], null, 16), "7 to 13 bytes, not 14"),
+                arguments(new CCMParams(0, new byte[12], null, 2), "not 2"),
+                arguments(new CCMParams(0, new byte[12], null, 5), "not 5"),
+                arguments(new CCMParams(0, new byte[12], null, 18), "not 18"),
+                arguments(new CCMParams(-1, new byte[12], null, 16), "-1"),
+                arguments(new CCMParams(1 << 16, new byte[13], null, 16), "shorter nonce"),
+                arguments(new ChaCha20Params(new byte[5], new byte[12]), "4 or 8 bytes, not 5"),
+                arguments(new ChaCha20Params(new byte[4], new byte[11]), "12 bytes"),
+                arguments(new ChaCha20Poly1305Params(new byte[16], null), "12 bytes"),
+                arguments(new PSSParams(0, 1, 20), "of(\"SHA-256\")"),
+                arguments(new PSSParams(CKM.SHA256, 0, 20), "of(\"SHA-256\")"),
+                arguments(new PSSParams(CKM.SHA256, 2, -1), "salt"),
+                arguments(new ECDH1DeriveParams(CKD.NULL, null, new byte[0]), "point"),
+                arguments(new ECDH1DeriveParams(CKD.NULL, SOME, SOME), "CKD_NULL"),
+                arguments(new HKDFParams(false, false, CKM.SHA256, CKF.HKDF_SALT_NULL, null, 0, null), "steps"),
+                arguments(new HKDFParams(true, true, 0, CKF.HKDF_SALT_NULL, null, 0, null), "digest"),
+                arguments(new HKDFParams(true, true, CKM.SHA256, 3, null, 0, null), "not 3"),
+                arguments(new HKDFParams(true, true, CKM.SHA256, CKF.HKDF_SALT_NULL, SOME, 0, null), "SALT_DATA"),
+                arguments(new HKDFParams(true, true, CKM.SHA256, CKF.HKDF_SALT_DATA, null, 0, null), "SALT_DATA"),
+                arguments(new HKDFParams(true, true, CKM.SHA256, CKF.HKDF_SALT_KEY, null, 0, null), "SALT_KEY"),
+                arguments(new HKDFParams(true, true, CKM.SHA256, CKF.HKDF_SALT_NULL, null, 7, null), "SALT_KEY"),
+                arguments(new PBKD2Params(PASSWORD, new byte[0], 1, 1), "salt"),
+                arguments(new PBKD2Params(PASSWORD, SOME, 0, 1), "iterations"),
+                arguments(new PBKD2Params(PASSWORD, SOME, 1, 0), "SHA-256"),
+                arguments(new EdDSAParams(false, new byte[256]), "255"),
+                arguments(new CBCEncryptDataParams(new byte[12], SOME), "not 12"),
+                arguments(new CBCEncryptDataParams(SOME, new byte[0]), "blocks of 16"),
+                arguments(new CBCEncryptDataParams(SOME, new byte[24]), "blocks of 16"),
+                arguments(new RSAAESKeyWrapParams(129, oaep), "not 129"),
+                arguments(new ECDHAESKeyWrapParams(512, CKD.NULL, null), "not 512"),
+                arguments(new ObjectHandleParams(0), "handle"),
+                arguments(new PBEParams(null, PASSWORD, new char[] {0x100}, 1), "salt"),
+                arguments(new PBEParams("1234567\u20AC".toCharArray(), PASSWORD, PASSWORD, 1), "initVector"));
+    }
+
+    @ParameterizedTest
+    @MethodSource("unsound")
+    void whatIsUnsoundIsRefusedWithAdvice(MechanismParams parameter, String advice) {
+        String message = assertThrows(IllegalArgumentException.class, parameter::check).getMessage();
+        assertTrue(message.contains(advice), message);
+    }
+
+    static Stream<MechanismParams> withoutArrays() {
+        return Stream.of(new CTRParams(null), new GCMParams(null), new CCMParams(0, null, null, 16),
+                new ChaCha20Params(null, SOME), new ChaCha20Params(new byte[4], null),
+                new ChaCha20Poly1305Params(null, null), new ECDH1DeriveParams(1, null, null),
+                new PBKD2Params(null, SOME, 1, 1), new PBKD2Params(PASSWORD, null, 1, 1),
+                new CBCEncryptDataParams(null, SOME), new CBCEncryptDataParams(SOME, null),
+                new RSAAESKeyWrapParams(256, null));
+    }
+
+    @ParameterizedTest
+    @MethodSource("withoutArrays")
+    void whatIsMissingIsRefused(MechanismParams parameter) {
+        assertThrows(NullPointerException.class, parameter::check);
+    }
+
+    @Test
+    void whatIsSoundPasses() {
+        for (int bits : new int[] {32, 64, 96, 104, 112, 120, 128}) {
+            new GCMParams(new byte[1], SOME, bits).check();
+        }
+        for (int nonce = 7; nonce <= 13; nonce++) {
+            for (int mac = 4; mac <= 16; mac += 2) {
+                new CCMParams(65535, new byte[nonce], null, mac).check();
+            }
+        }
+        new CCMParams(Long.MAX_VALUE, new byte[7], null, 16).check();
+        new CTRParams(1, SOME).check();
+        new CTRParams(SOME).check();
+        new ChaCha20Params(new byte[8], new byte[8]).check();
+        new ChaCha20Poly1305Params(new byte[24], SOME).check();
+        new EdDSAParams(false, new byte[255]).check();
+        new CBCEncryptDataParams(new byte[8], new byte[24]).check();
+        HKDFParams.of("SHA-256", null, null).check();
+        HKDFParams.of("SHA-512", SOME, SOME).check();
+        new HKDFParams(true, false, CKM.SHA256, CKF.HKDF_SALT_KEY, null, 1L << 40, null).check();
+        PBKD2Params.of(PASSWORD, SOME, 1, "SHA-1").check();
+        new RSAAESKeyWrapParams(256, OAEPParams.of("SHA-1", null)).check();
+    }
+
+    @ParameterizedTest
+    @CsvSource({"SHA-1, 0x220, 1, 20", "SHA1, 0x220, 1, 20", "sha-224, 0x255, 5, 28", "SHA-256, 0x250, 2, 32",
+        "SHA384, 0x260, 3, 48", "SHA-512, 0x270, 4, 64", "SHA3-224, 0x2B5, 6, 28", "SHA3-256, 0x2B0, 7, 32",
+        "SHA3-384, 0x2C0, 8, 48", "SHA3-512, 0x2D0, 9, 64"})
+    void digestsHaveTheirNumbers(String name, String mechanism, int mask, int length) {
+        Structure pss = PSSParams.of(name).structure();
+        assertEquals(Long.decode(mechanism), pss.getLong(0));
+        assertEquals(mask, pss.getLong(8));
+        assertEquals(length, pss.getLong(16));
+        Structure oaep = OAEPParams.of(name, new byte[] {7}).structure();
+        assertEquals(Long.decode(mechanism), oaep.getLong(0));
+        assertEquals(mask, oaep.getLong(8));
+        assertEquals(1, oaep.getLong(16));
+        assertArrayEquals(new byte[] {7}, oaep.getPointed(24, 1));
+    }
+
+    @Test
+    void theJdksParametersAreTheSame() {
+        Structure pss = PSSParams.of(new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA1, 11, 1)).structure();
+        assertEquals(CKM.SHA256, pss.getLong(0));
+        assertEquals(1, pss.getLong(8));
+        assertEquals(11, pss.getLong(16));
+        assertThrows(IllegalArgumentException.class,
+                () -> PSSParams.of(new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA1, 11, 2)));
+        assertThrows(IllegalArgumentException.class, () -> PSSParams.of(new PSSParameterSpec("SHA-256", "MGF1",
+                new MGF1ParameterSpec("SHA-512/256"), 11, 1)));
+        assertThrows(IllegalArgumentException.class,
+                () -> PSSParams.of(new PSSParameterSpec("SHA-256", "MGF2", MGF1ParameterSpec.SHA1, 11, 1)));
+
+        Structure oaep = OAEPParams.of(new OAEPParameterSpec("SHA-384", "MGF1", MGF1ParameterSpec.SHA512,
+                new PSource.PSpecified(new byte[] {1, 2}))).structure();
+        assertEquals(CKM.SHA384, oaep.getLong(0));
+        assertEquals(4, oaep.getLong(8));
+        assertArrayEquals(new byte[] {1, 2}, oaep.getPointed(24, 2));
+        assertThrows(IllegalArgumentException.class, () -> OAEPParams.of("MD4", null));
+        assertThrows(IllegalArgumentException.class, () -> PBKD2Params.of(PASSWORD, SOME, 1, "SHA3-256"));
+    }
+
+    @Test
+    void arraysAreCopied() {
+        byte[] iv = {1};
+        byte[] aad = {2};
+        char[] password = {'p'};
+        GCMParams parameter = new GCMParams(iv, aad, 128);
+        PBKD2Params derivation = new PBKD2Params(password, SOME, 1, 1);
+        iv[0] = 9;
+        aad[0] = 9;
+        password[0] = 'x';
+        parameter.iv()[0] = 9;
+        assertArrayEquals(new byte[] {1}, parameter.structure().getPointed(0, 1));
+        assertArrayEquals(new byte[] {2}, parameter.structure().getPointed(24, 1));
+        assertArrayEquals(new byte[] {'p'}, derivation.structure().getPointed(56, 1));
+    }
+}
