@@ -24,7 +24,7 @@ const std::set<std::string> kFunctions = {
 #define X(name) #name,
 #include "functions.inc"
 #undef X
-    "C_GetFunctionList", "C_SetCallBack"};
+    "C_GetFunctionList", "C_SetCallBack", "C_LoginUser", "C_SessionCancel"};
 
 const std::set<std::string> kWords = {"always", "unread", "block", "asks"};
 

@@ -1,5 +1,6 @@
 package harlune.surface;
 
+import java.nio.BufferOverflowException;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Locale;
@@ -29,6 +30,12 @@ final class MonkeyJudge {
     static final List<Tolerated> TOLERATED = List.of(
             new Tolerated("Cryptoki\\.open\\(.*", "C_Finalize", "\\w+", ANY,
                     "whether the module was as it should be, its initialisation tells"),
+            new Tolerated("Cryptoki\\.open\\(.*", "C_Initialize",
+                    "CKR_(CANT_LOCK|NEED_TO_CREATE_THREADS|ARGUMENTS_BAD)", ANY, "it is initialised without arguments"),
+            new Tolerated("SlotWatch\\.\\w+\\(.*", "C_WaitForSlotEvent", "CKR_(NO_EVENT|FUNCTION_NOT_SUPPORTED)", ANY,
+                    "the slots are looked at"),
+            new Tolerated("Session\\.\\w+Update\\(.*", "C_(Digest|Decrypt|Sign)\\w+Update",
+                    "CKR_FUNCTION_NOT_SUPPORTED", ANY, "each operation is given its own update"),
             new Tolerated("Cryptoki\\.(poll|waitFor)SlotEvent\\(.*", "C_WaitForSlotEvent", "CKR_NO_EVENT", ANY,
                     "nothing has happened"),
             new Tolerated("(Session|Verifier)\\.isValid\\(.*", "C_Verify(Final)?", "CKR_SIGNATURE_(INVALID|LEN_RANGE)",
@@ -37,15 +44,11 @@ final class MonkeyJudge {
                     Boolean.FALSE::equals, "the answer is false"),
             new Tolerated("TokenSlot\\.supports\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID",
                     Boolean.FALSE::equals, "the answer is false"),
-            new Tolerated("TokenSlot\\.mechanisms\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID", ANY,
-                    "is not listed"),
             new Tolerated("Cryptoki\\.tokenByLabel\\(.*", "C_GetTokenInfo", "\\w+", ANY, "another token has the label"),
             new Tolerated("TokenObject\\.(attributes|label|id)\\(.*", "C_GetAttributeValue",
                     "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
             new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
                     "a key that does not tell its type is the token's to judge"),
-            new Tolerated("TokenSlot\\.open(ReadOnly)?Session\\(.*", "C_GetSessionInfo",
-                    "(?!CKR_SESSION_HANDLE_INVALID)\\w+", ANY, "the token knows the session"),
             new Tolerated("(Encryptor|Decryptor|Signer|Verifier|Digester)\\.close\\(.*", "C_\\w+", "\\w+", ANY,
                     "what is given up may be over already"));
 
@@ -53,6 +56,8 @@ final class MonkeyJudge {
             new Documented("Attribute\\.\\w+Value\\(\\)", ClassCastException.class, "the value is of another class"),
             new Documented("Attribute\\.\\w+Value\\(\\)", NullPointerException.class, "there is no value"),
             new Documented("\\w+\\.check\\(\\)", NullPointerException.class, "the parameter was made with a null"),
+            new Documented("(En|De)cryptor\\.(update|finish)\\(ByteBuffer,ByteBuffer\\)",
+                    BufferOverflowException.class, "the output does not fit"),
             new Documented("Session\\.random\\(int\\)", OutOfMemoryError.class, "two gigabytes were asked for"));
 
     private MonkeyJudge() {

@@ -3,9 +3,15 @@ package harlune.surface;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.lang.reflect.Constructor;
+import java.lang.reflect.Executable;
+import java.lang.reflect.Method;
+import java.lang.reflect.Modifier;
+import java.nio.ByteBuffer;
 import java.nio.file.Path;
 import java.time.Duration;
 import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Comparator;
 import java.util.IdentityHashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -21,8 +27,10 @@ import velnor.CKA;
 import velnor.CKF;
 import velnor.CKM;
 import velnor.Mechanism;
+import velnor.OpenOptions;
 import velnor.Progress;
 import velnor.Session;
+import velnor.Threading;
 import velnor.TokenObject;
 import velnor.Version;
 import velnor.params.MechanismParams;
@@ -100,16 +108,21 @@ final class MonkeyValues {
 
     /** An object of a class of values, made of arguments that suit. */
     private Object plausible(Class<?> type) throws ReflectiveOperationException {
-        Constructor<?> constructor = type.getConstructors()[0];
-        Object[] arguments = new Object[constructor.getParameterCount()];
+        Executable maker = Stream.concat(Arrays.<Executable>stream(type.getConstructors()),
+                Arrays.stream(type.getMethods()).filter(method -> Modifier.isStatic(method.getModifiers())
+                        && method.getReturnType() == type).sorted(Comparator.comparing(Method::toString)))
+                .findFirst().orElseThrow(() -> new NoSuchMethodException("nothing makes a " + type));
+        Object[] arguments = new Object[maker.getParameterCount()];
         for (int i = 0; i < arguments.length; i++) {
-            Class<?> parameter = constructor.getParameterTypes()[i];
+            Class<?> parameter = maker.getParameterTypes()[i];
             arguments[i] = parameter == byte[].class ? new byte[8] : parameter == char[].class ? new char[8]
-                    : parameter == int.class ? (Object) 8 : parameter == byte.class ? (Object) (byte) 8
+                    : parameter == int.class ? (Object) 8 : parameter == long.class ? (Object) 8L
+                    : parameter == String.class ? "SHA-256" : parameter == byte.class ? (Object) (byte) 8
                     : parameter == boolean.class ? (Object) true : parameter == Version.class ? new Version(0, 3)
                     : plausible(parameter);
         }
-        return constructor.newInstance(arguments);
+        return maker instanceof Method ? ((Method) maker).invoke(null, arguments)
+                : ((Constructor<?>) maker).newInstance(arguments);
     }
 
     /** Forgets all but a few of what the surface gave, which are stale from now on. */
@@ -244,6 +257,12 @@ final class MonkeyValues {
             return random.ints(random.nextInt(6), 0, 1000).map(any -> number(owner)).toArray();
         } else if (type == String.class) {
             return owner.isEnum() && random.nextBoolean() ? one(List.of(owner.getEnumConstants())).toString() : text();
+        } else if (type == ByteBuffer.class) {
+            byte[] content = bytes();
+            return random.nextBoolean() ? ByteBuffer.wrap(content)
+                    : ByteBuffer.allocateDirect(content.length).put(content).flip();
+        } else if (type == OpenOptions.class) {
+            return random.nextBoolean() ? OpenOptions.DEFAULT : OpenOptions.DEFAULT.threading(Threading.SERIALIZED);
         } else if (type == Path.class) {
             return random.nextBoolean() ? Path.of(ground.module()) : Path.of("nowhere");
         } else if (type == Duration.class) {

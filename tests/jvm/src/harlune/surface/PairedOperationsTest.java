@@ -89,7 +89,7 @@ class PairedOperationsTest extends TokenOperations {
         Decryptor decryptor = session.decryptor(DES3_CBC, des3);
         Verifier verifier = session.verifier(SHA256_HMAC, macKey());
         session.decryptVerifyUpdate(decryptor, verifier, encrypted);
-        assertEquals("J_DecryptUpdate", assertThrows(CryptokiException.class,
+        assertEquals("J_DecryptVerifyUpdate", assertThrows(CryptokiException.class,
                 () -> session.decryptVerifyUpdate(decryptor, verifier, bytes(7))).functionName());
         assertThrows(IllegalStateException.class, () -> decryptor.update(encrypted));
         assertThrows(IllegalStateException.class, () -> verifier.verify(mac));
@@ -97,7 +97,7 @@ class PairedOperationsTest extends TokenOperations {
         Digester digester = session.digester(SHA256);
         Encryptor encryptor = session.encryptor(DES3_CBC, des3);
         session.digestEncryptUpdate(digester, encryptor, MESSAGE);
-        assertEquals("J_EncryptUpdate", assertThrows(CryptokiException.class,
+        assertEquals("J_DigestEncryptUpdate", assertThrows(CryptokiException.class,
                 () -> session.digestEncryptUpdate(digester, encryptor, bytes(7))).functionName());
         assertThrows(IllegalStateException.class, encryptor::finish);
         assertThrows(IllegalStateException.class, digester::digest);
