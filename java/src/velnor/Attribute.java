@@ -342,10 +342,10 @@ public final class Attribute {
         return ((Attribute[]) required()).clone();
     }
 
+    /** Whether type and value are the same. */
     @Override
     public boolean equals(Object other) {
         return other instanceof Attribute && typeCode == ((Attribute) other).typeCode
-                && availability == ((Attribute) other).availability
                 && Objects.deepEquals(content, ((Attribute) other).content);
     }
 

@@ -77,7 +77,7 @@ class ValuesTest {
         assertArrayEquals(new byte[] {1}, new Attribute(0x102, new byte[] {1}).bytesValue());
         assertEquals("x", new Attribute(3, "x").value());
         assertNull(new Attribute(3, null).value());
-        assertThrows(IllegalArgumentException.class, () -> new Attribute(0, 3L));
+        assertThrows(IllegalArgumentException.class, () -> new Attribute(0, 3.0));
         assertThrows(NullPointerException.class, () -> new Attribute(3, null).bytesValue());
         assertThrows(ClassCastException.class, () -> new Attribute(3, "x").bytesValue());
     }

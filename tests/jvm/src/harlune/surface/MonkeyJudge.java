@@ -45,7 +45,7 @@ final class MonkeyJudge {
             new Tolerated("TokenSlot\\.supports\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID",
                     Boolean.FALSE::equals, "the answer is false"),
             new Tolerated("Cryptoki\\.tokenByLabel\\(.*", "C_GetTokenInfo", "\\w+", ANY, "another token has the label"),
-            new Tolerated("TokenObject\\.(attributes|label|id)\\(.*", "C_GetAttributeValue",
+            new Tolerated("TokenObject\\.(attributes|label|id|asksForPinEachTime)\\(.*", "C_GetAttributeValue",
                     "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
             new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
                     "a key that does not tell its type is the token's to judge"),
@@ -130,8 +130,12 @@ final class MonkeyJudge {
                 || call.answers.stream().anyMatch(answer -> codeOf(answer) == refusal.code());
     }
 
+    /** What is told of an answer: its low 32 bits, or a general error when those say that all went well. */
     private static int codeOf(MonkeyCall.Answer answer) {
-        return answer.code().startsWith("0x") ? (int) Long.parseUnsignedLong(answer.code().substring(2), 16)
-                : CKR.forName(answer.code()).orElseThrow();
+        if (!answer.code().startsWith("0x")) {
+            return CKR.forName(answer.code()).orElseThrow();
+        }
+        long code = Long.parseUnsignedLong(answer.code().substring(2), 16);
+        return code != 0 && (int) code == 0 ? CKR.GENERAL_ERROR : (int) code;
     }
 }

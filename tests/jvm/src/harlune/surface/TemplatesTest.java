@@ -30,8 +30,8 @@ import velnor.TokenObject;
 /** What a template may hold, and what of it a module gets to see. */
 class TemplatesTest {
     private static final Set<Integer> TEMPLATES = Set.of(CKA.WRAP_TEMPLATE, CKA.UNWRAP_TEMPLATE, CKA.DERIVE_TEMPLATE);
-    private static final List<Object> VALUES = List.of(77, true, new byte[] {77}, "77");
-    private static final Set<Set<Class<?>>> KINDS = Set.of(Set.of(Integer.class), Set.of(Boolean.class),
+    private static final List<Object> VALUES = List.of(77, 77L, true, new byte[8], "77777777");
+    private static final Set<Set<Class<?>>> KINDS = Set.of(Set.of(Integer.class, Long.class), Set.of(Boolean.class),
             Set.of(byte[].class, String.class));
 
     private Cryptoki cryptoki;
@@ -78,7 +78,8 @@ class TemplatesTest {
     @ParameterizedTest
     @MethodSource("types")
     void everyTypeHasItsClass(int type) {
-        ScriptedModule.answer("C_GetAttributeValue data=01");
+        String data = taken(type).contains(Integer.class) ? "0100000000000000" : "01";
+        ScriptedModule.answer("C_GetAttributeValue data=" + data + " always");
         Object read = session.object(0xB01).attribute(type).value();
         Set<Class<?>> taken = taken(type);
         assertTrue(TEMPLATES.contains(type) ? taken.isEmpty() : KINDS.contains(taken), () -> "takes " + taken);

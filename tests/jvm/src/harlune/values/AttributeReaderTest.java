@@ -290,9 +290,10 @@ class AttributeReaderTest {
         FakeObject lying = new FakeObject() {
             @Override
             int fill(ByteBuffer block, int at, Map<Long, Object> from) {
+                long room = block.getLong(at + 16);
                 int answer = super.fill(block, at, from);
                 if (block.getLong(at + 8) != 0) {
-                    block.putLong(at + 16, block.getLong(at + 16) + 8);
+                    block.putLong(at + 16, room + 8);
                 }
                 return answer;
             }
