@@ -45,7 +45,7 @@ final class MonkeyJudge {
             new Tolerated("TokenSlot\\.supports\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID",
                     Boolean.FALSE::equals, "the answer is false"),
             new Tolerated("Cryptoki\\.tokenByLabel\\(.*", "C_GetTokenInfo", "\\w+", ANY, "another token has the label"),
-            new Tolerated("TokenObject\\.(attributes|label|id)\\(.*", "C_GetAttributeValue",
+            new Tolerated("TokenObject\\.(attributes|label|id|publicKey|asksForPinEachTime)\\(.*", "C_GetAttributeValue",
                     "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
             new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
                     "a key that does not tell its type is the token's to judge"),
