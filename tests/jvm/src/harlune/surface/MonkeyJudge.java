@@ -45,7 +45,8 @@ final class MonkeyJudge {
             new Tolerated("TokenSlot\\.supports\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID",
                     Boolean.FALSE::equals, "the answer is false"),
             new Tolerated("Cryptoki\\.tokenByLabel\\(.*", "C_GetTokenInfo", "\\w+", ANY, "another token has the label"),
-            new Tolerated("TokenObject\\.(attributes|label|id|publicKey|asksForPinEachTime)\\(.*", "C_GetAttributeValue",
+            new Tolerated("TokenObject\\.(attributes|label|id|publicKey|asksForPinEachTime)\\(.*",
+                    "C_GetAttributeValue",
                     "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
             new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
                     "a key that does not tell its type is the token's to judge"),
@@ -53,6 +54,12 @@ final class MonkeyJudge {
                     "what is given up may be over already"));
 
     static final List<Documented> DOCUMENTED = List.of(
+            new Documented("TokenObject\\.(publicKey|certificate)\\(\\)", UnsupportedOperationException.class,
+                    "the object has none that the JDK knows"),
+            new Documented("Attribute\\.text\\(\\)", ClassCastException.class, "the value is of another class"),
+            new Documented("Attribute\\.text\\(\\)", NullPointerException.class, "there is no value"),
+            new Documented("\\w+\\.(structure|inOctetString)\\(\\)", NullPointerException.class,
+                    "the parameter was made with a null"),
             new Documented("Attribute\\.\\w+Value\\(\\)", ClassCastException.class, "the value is of another class"),
             new Documented("Attribute\\.\\w+Value\\(\\)", NullPointerException.class, "there is no value"),
             new Documented("\\w+\\.check\\(\\)", NullPointerException.class, "the parameter was made with a null"),
@@ -130,8 +137,12 @@ final class MonkeyJudge {
                 || call.answers.stream().anyMatch(answer -> codeOf(answer) == refusal.code());
     }
 
+    /** What is told of an answer: its low 32 bits, or a general error when those say that all went well. */
     private static int codeOf(MonkeyCall.Answer answer) {
-        return answer.code().startsWith("0x") ? (int) Long.parseUnsignedLong(answer.code().substring(2), 16)
-                : CKR.forName(answer.code()).orElseThrow();
+        if (!answer.code().startsWith("0x")) {
+            return CKR.forName(answer.code()).orElseThrow();
+        }
+        long code = Long.parseUnsignedLong(answer.code().substring(2), 16);
+        return code != 0 && (int) code == 0 ? CKR.GENERAL_ERROR : (int) code;
     }
 }

@@ -62,9 +62,10 @@ import velnor.params.SSL3RANDOMDATA;
 
 /** Every structure that Java lays out, place by place, against what a program that was compiled with the header says. */
 class LayoutTest {
-    /** Structures that no class lays out: a program that needs one gives its bytes. */
+    /** Structures that no class lays out: a program that needs one gives its bytes, or reads what a module told. */
     private static final Set<String> LEFT_OUT = Set.of("CK_SALSA20_PARAMS", "CK_X9_42_DH1_DERIVE_PARAMS",
-            "CK_ATTRIBUTE", "CK_VERSION");
+            "CK_ATTRIBUTE", "CK_VERSION", "CK_INFO", "CK_SLOT_INFO", "CK_TOKEN_INFO", "CK_SESSION_INFO",
+            "CK_MECHANISM_INFO");
     /** Structures that are another one under its own name. */
     private static final Map<String, String> SAME = Map.of("CK_CAMELLIA_CTR_PARAMS", "CK_AES_CTR_PARAMS",
             "CK_CAMELLIA_CBC_ENCRYPT_DATA_PARAMS", "CK_AES_CBC_ENCRYPT_DATA_PARAMS",
