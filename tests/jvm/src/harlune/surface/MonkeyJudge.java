@@ -94,9 +94,13 @@ final class MonkeyJudge {
                 && TOLERATED.stream().noneMatch(row -> row.covers(call, answer));
     }
 
-    /** A result that did not fit was asked for once more. */
+    /** A result that did not fit was asked for once more, or attributes that were refused together one by one. */
     private static boolean isRetried(MonkeyCall call, MonkeyCall.Answer answer) {
         List<MonkeyCall.Answer> later = call.answers.subList(call.answers.indexOf(answer) + 1, call.answers.size());
+        if (answer.function().equals("C_GetAttributeValue")
+                && later.stream().anyMatch(next -> next.function().equals(answer.function()))) {
+            return true;
+        }
         return answer.code().equals("CKR_BUFFER_TOO_SMALL") && later.stream()
                 .anyMatch(next -> next.function().equals(answer.function()) && !next.isRefusal());
     }
