@@ -355,7 +355,10 @@ char* getmodulepath(void* hModule, const char* sModule);
 CK_RV GetPIN(CK_CHAR_PTR pPin, CK_ULONG_PTR ulPinLen);
 
 /// Empties the signer PIN and hands `GetPIN` to a module that offers the vendor entry.
-void installSignerPinCallback();
+void installSignerPinCallback(C_SetCallBack_t setCallBack);
+
+/// Whether a module's file name marks the family that asks for the signer PIN through the vendor entry.
+bool isOfCallbackFamily(const char* library);
 
 /// The slot of a Java `NativeSlot`, for the methods that look up nothing between its class and its field.
 CK_SLOT_ID getSlotID(JNIEnv* env, jobject jSlot);

@@ -1,5 +1,5 @@
-/// PKCS#11 as the bridge and its tests see it: the types, structures, constants and the function list of version 2.40,
-/// and the mechanisms and parameter structures of earlier versions that Java programs may still name.
+/// PKCS#11 as the bridge and its tests see it: the types, structures, constants and the function lists of versions 2.40
+/// and 3.0, and the mechanisms and parameter structures of earlier versions that Java programs may still name.
 ///
 /// Linux x86-64 only: natural alignment, `CK_ULONG` as wide as a pointer. Constants are typed objects instead of
 /// macros, so they obey scopes and show up in a debugger; each keeps the name that the standard gives it.
@@ -339,6 +339,16 @@ struct CK_C_INITIALIZE_ARGS {
 
 using CK_C_INITIALIZE_ARGS_PTR = CK_C_INITIALIZE_ARGS*;
 
+/// An interface of a module of version 3.0: a name, and a function list that belongs to the name.
+struct CK_INTERFACE {
+  CK_CHAR_PTR pInterfaceName;  ///< zero-terminated, "PKCS 11" for the standard's own
+  CK_VOID_PTR pFunctionList;   ///< begins with a CK_VERSION
+  CK_FLAGS flags;
+};
+
+using CK_INTERFACE_PTR = CK_INTERFACE*;
+using CK_INTERFACE_PTR_PTR = CK_INTERFACE**;
+
 // One pointer type per function. Where a result goes to a buffer with a length beside it, the length says on entry how
 // much the buffer holds, and a null buffer asks for the length alone.
 
@@ -454,6 +464,58 @@ using CK_C_GenerateRandom = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_BYTE_PTR pR
 using CK_C_GetFunctionStatus = CK_RV (*)(CK_SESSION_HANDLE hSession);
 using CK_C_CancelFunction = CK_RV (*)(CK_SESSION_HANDLE hSession);
 
+// Since version 3.0.
+
+using CK_C_GetInterfaceList = CK_RV (*)(CK_INTERFACE_PTR pInterfacesList, CK_ULONG_PTR pulCount);
+using CK_C_GetInterface = CK_RV (*)(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion,
+                                    CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS flags);
+using CK_C_LoginUser = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin,
+                                 CK_ULONG ulPinLen, CK_UTF8CHAR_PTR pUsername, CK_ULONG ulUsernameLen);
+using CK_C_SessionCancel = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_FLAGS flags);
+using CK_C_MessageEncryptInit = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
+                                          CK_OBJECT_HANDLE hKey);
+using CK_C_EncryptMessage = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                      CK_BYTE_PTR pAssociatedData, CK_ULONG ulAssociatedDataLen, CK_BYTE_PTR pPlaintext,
+                                      CK_ULONG ulPlaintextLen, CK_BYTE_PTR pCiphertext, CK_ULONG_PTR pulCiphertextLen);
+using CK_C_EncryptMessageBegin = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                           CK_BYTE_PTR pAssociatedData, CK_ULONG ulAssociatedDataLen);
+using CK_C_EncryptMessageNext = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                          CK_BYTE_PTR pPlaintextPart, CK_ULONG ulPlaintextPartLen,
+                                          CK_BYTE_PTR pCiphertextPart, CK_ULONG_PTR pulCiphertextPartLen,
+                                          CK_FLAGS flags);
+using CK_C_MessageEncryptFinal = CK_RV (*)(CK_SESSION_HANDLE hSession);
+using CK_C_MessageDecryptInit = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
+                                          CK_OBJECT_HANDLE hKey);
+using CK_C_DecryptMessage = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                      CK_BYTE_PTR pAssociatedData, CK_ULONG ulAssociatedDataLen,
+                                      CK_BYTE_PTR pCiphertext, CK_ULONG ulCiphertextLen, CK_BYTE_PTR pPlaintext,
+                                      CK_ULONG_PTR pulPlaintextLen);
+using CK_C_DecryptMessageBegin = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                           CK_BYTE_PTR pAssociatedData, CK_ULONG ulAssociatedDataLen);
+using CK_C_DecryptMessageNext = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                          CK_BYTE_PTR pCiphertextPart, CK_ULONG ulCiphertextPartLen,
+                                          CK_BYTE_PTR pPlaintextPart, CK_ULONG_PTR pulPlaintextPartLen, CK_FLAGS flags);
+using CK_C_MessageDecryptFinal = CK_RV (*)(CK_SESSION_HANDLE hSession);
+using CK_C_MessageSignInit = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE hKey);
+using CK_C_SignMessage = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                   CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pSignature,
+                                   CK_ULONG_PTR pulSignatureLen);
+using CK_C_SignMessageBegin = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen);
+using CK_C_SignMessageNext = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                       CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pSignature,
+                                       CK_ULONG_PTR pulSignatureLen);
+using CK_C_MessageSignFinal = CK_RV (*)(CK_SESSION_HANDLE hSession);
+using CK_C_MessageVerifyInit = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_MECHANISM_PTR pMechanism,
+                                         CK_OBJECT_HANDLE hKey);
+using CK_C_VerifyMessage = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                     CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pSignature,
+                                     CK_ULONG ulSignatureLen);
+using CK_C_VerifyMessageBegin = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen);
+using CK_C_VerifyMessageNext = CK_RV (*)(CK_SESSION_HANDLE hSession, CK_VOID_PTR pParameter, CK_ULONG ulParameterLen,
+                                         CK_BYTE_PTR pData, CK_ULONG ulDataLen, CK_BYTE_PTR pSignature,
+                                         CK_ULONG ulSignatureLen);
+using CK_C_MessageVerifyFinal = CK_RV (*)(CK_SESSION_HANDLE hSession);
+
 }  // extern "C"
 
 /// What a module's C_GetFunctionList hands out. C_WaitForSlotEvent came late and stands last for that reason.
@@ -528,6 +590,37 @@ struct CK_FUNCTION_LIST {
   CK_C_CancelFunction C_CancelFunction;
   CK_C_WaitForSlotEvent C_WaitForSlotEvent;
 };
+
+/// What a module of version 3.0 hands out as the function list of its interface "PKCS 11": the list of version 2, and
+/// behind it what is new.
+struct CK_FUNCTION_LIST_3_0 : CK_FUNCTION_LIST {
+  CK_C_GetInterfaceList C_GetInterfaceList;
+  CK_C_GetInterface C_GetInterface;
+  CK_C_LoginUser C_LoginUser;
+  CK_C_SessionCancel C_SessionCancel;
+  CK_C_MessageEncryptInit C_MessageEncryptInit;
+  CK_C_EncryptMessage C_EncryptMessage;
+  CK_C_EncryptMessageBegin C_EncryptMessageBegin;
+  CK_C_EncryptMessageNext C_EncryptMessageNext;
+  CK_C_MessageEncryptFinal C_MessageEncryptFinal;
+  CK_C_MessageDecryptInit C_MessageDecryptInit;
+  CK_C_DecryptMessage C_DecryptMessage;
+  CK_C_DecryptMessageBegin C_DecryptMessageBegin;
+  CK_C_DecryptMessageNext C_DecryptMessageNext;
+  CK_C_MessageDecryptFinal C_MessageDecryptFinal;
+  CK_C_MessageSignInit C_MessageSignInit;
+  CK_C_SignMessage C_SignMessage;
+  CK_C_SignMessageBegin C_SignMessageBegin;
+  CK_C_SignMessageNext C_SignMessageNext;
+  CK_C_MessageSignFinal C_MessageSignFinal;
+  CK_C_MessageVerifyInit C_MessageVerifyInit;
+  CK_C_VerifyMessage C_VerifyMessage;
+  CK_C_VerifyMessageBegin C_VerifyMessageBegin;
+  CK_C_VerifyMessageNext C_VerifyMessageNext;
+  CK_C_MessageVerifyFinal C_MessageVerifyFinal;
+};
+
+using CK_FUNCTION_LIST_3_0_PTR = CK_FUNCTION_LIST_3_0*;
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Return values

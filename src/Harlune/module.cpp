@@ -39,17 +39,9 @@ void raiseLoaderMessage() {
 }
 
 void lookUpVendorCallback(const char* library) {
-  char* const lowered = strdup(library);
-  if (lowered == nullptr) {
-    return;
-  }
-  for (char* c = lowered; *c != '\0'; ++c) {
-    *c = static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
-  }
-  if (std::strstr(lowered, kCallbackFamily) != nullptr) {
+  if (isOfCallbackFamily(library)) {
     pC_SetCallBack = reinterpret_cast<C_SetCallBack_t>(dlsym(hLibModule, "C_SetCallBack"));
   }
-  release(lowered);
 }
 
 /// Copies the module's path into the library state and lets its configuration file decide on second authentication.
@@ -70,6 +62,19 @@ void rememberFullPath(const char* library) {
 }
 
 }  // namespace
+
+bool isOfCallbackFamily(const char* library) {
+  char* const lowered = strdup(library);
+  if (lowered == nullptr) {
+    return false;
+  }
+  for (char* c = lowered; *c != '\0'; ++c) {
+    *c = static_cast<char>(std::tolower(static_cast<unsigned char>(*c)));
+  }
+  const bool marked = std::strstr(lowered, kCallbackFamily) != nullptr;
+  release(lowered);
+  return marked;
+}
 
 void closeModule() {
   dlclose(hLibModule);

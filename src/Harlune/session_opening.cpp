@@ -23,7 +23,7 @@ OpenedSession openSession(JNIEnv* env, jobject jSlot, jint sessionFlag) {
   const CK_SLOT_ID SlotId = widen(env->GetIntField(jSlot, slotID));
   CK_SESSION_HANDLE phSession = 0;
   callModule(&CK_FUNCTION_LIST::C_OpenSession, SlotId, widen(sessionFlag), nullptr, nullptr, &phSession);
-  installSignerPinCallback();
+  installSignerPinCallback(pC_SetCallBack);
   return {phSession, NativeSessionClass, constructor};
 }
 

@@ -26,10 +26,10 @@ CK_RV GetPIN(CK_CHAR_PTR pPin, CK_ULONG_PTR ulPinLen) {
   return CKR_OK;
 }
 
-void installSignerPinCallback() {
+void installSignerPinCallback(C_SetCallBack_t setCallBack) {
   explicit_bzero(g_SignerPin, sizeof g_SignerPin);
-  if (pC_SetCallBack != nullptr) {
-    const CK_RV Rv = pC_SetCallBack(0, reinterpret_cast<CK_VOID_PTR>(&GetPIN));
+  if (setCallBack != nullptr) {
+    const CK_RV Rv = setCallBack(0, reinterpret_cast<CK_VOID_PTR>(&GetPIN));
     LogFunction("C_SetCallBack", Rv);  // a module that refuses the callback must not fail the session
   }
 }

@@ -1,0 +1,23 @@
+# The tables of the second family from functions.txt: NUMBER_FUNCTIONS(row) applies `row` to each function of the shape
+# `number`, and ALL_FUNCTIONS(row) to all of them in the order of velnor.nat.Function.
+file(STRINGS ${CMAKE_CURRENT_SOURCE_DIR}/functions.txt functions REGEX "^[^#]")
+set(shapes "")
+set(all "")
+foreach(function IN LISTS functions)
+  string(REPLACE " " ";" function ${function})
+  list(GET function 0 shape)
+  list(GET function 1 name)
+  string(REGEX REPLACE "([a-z])([A-Z])" "\\1_\\2" shape ${shape})
+  string(TOUPPER ${shape} shape)
+  list(APPEND shapes ${shape})
+  string(APPEND functions_${shape} " row(${name})")
+  string(APPEND all " row(${name})")
+endforeach()
+list(REMOVE_DUPLICATES shapes)
+set(tables "#define ALL_FUNCTIONS(row)${all}\n")
+foreach(shape IN LISTS shapes)
+  string(APPEND tables "#define ${shape}_FUNCTIONS(row)${functions_${shape}}\n")
+endforeach()
+file(CONFIGURE OUTPUT functions_tables.h CONTENT
+  "/// Made from functions.txt: the functions of each shape, in the order of their indices.\n#pragma once\n\n${tables}")
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${CMAKE_CURRENT_SOURCE_DIR}/functions.txt)

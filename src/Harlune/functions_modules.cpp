@@ -1,0 +1,209 @@
+/// Loading any number of modules, and what concerns a module as a whole.
+#include "functions.h"
+#include "functions_tables.h"
+#include "module_files.h"
+#include "velnor_nat_NativeFunctions.h"
+
+#include <atomic>
+#include <cstdio>
+#include <dlfcn.h>
+#include <link.h>
+
+namespace {
+
+/// Ids are places in this table and begin with 1. No program has as many modules: the table is an end for one that
+/// makes files of modules without end.
+std::atomic<const Module*> modules[1024];
+
+/// Copies a text as far as there is room and tells how long it is.
+jint tell(JNIEnv* env, jbyteArray room, const char* text) {
+  const auto length = static_cast<jint>(std::strlen(text));
+  if (room != nullptr) {
+    env->SetByteArrayRegion(room, 0, std::min(length, env->GetArrayLength(room)), reinterpret_cast<const jbyte*>(text));
+  }
+  return length;
+}
+
+/// Fills the text unless the module has refused with an answer of its own.
+struct LoadFailure {
+  CK_RV Rv;
+  char text[512];
+};
+
+void explain(LoadFailure& why, CK_RV Rv, const char* text, const char* detail) {
+  why.Rv = Rv;
+  std::snprintf(why.text, sizeof why.text, "%s%s%s", text, detail == nullptr ? "" : ": ",
+                detail == nullptr ? "" : detail);
+}
+
+/// The list of the module's interface of version 3, or null.
+const CK_FUNCTION_LIST_3_0* findList_3_0(void* hModule) {
+  const auto getInterface = reinterpret_cast<CK_C_GetInterface>(dlsym(hModule, "C_GetInterface"));
+  if (getInterface == nullptr) {
+    return nullptr;
+  }
+  CK_UTF8CHAR name[] = "PKCS 11";
+  CK_VERSION version = {3, 0};
+  CK_INTERFACE_PTR found = nullptr;
+  const CK_RV Rv = guarded([&] { return getInterface(name, &version, &found, 0); });
+  if (Rv != CKR_OK || found == nullptr || found->pFunctionList == nullptr) {
+    return nullptr;
+  }
+  const auto list = static_cast<const CK_FUNCTION_LIST_3_0*>(found->pFunctionList);
+  return list->version.major == version.major ? list : nullptr;
+}
+
+bool describe(void* hModule, const char* name, Module& module, LoadFailure& why) {
+  const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(dlsym(hModule, "C_GetFunctionList"));
+  if (getFunctionList == nullptr) {
+    explain(why, CKR_GENERAL_ERROR, "C_GetFunctionList function not found in pkcs#11 library", nullptr);
+    return false;
+  }
+  CK_FUNCTION_LIST_PTR list = nullptr;
+  why.Rv = guarded([&] { return getFunctionList(&list); });
+  if (why.Rv != CKR_OK) {
+    return false;
+  }
+  if (list == nullptr) {
+    explain(why, CKR_GENERAL_ERROR, "C_GetFunctionList of the pkcs#11 library gave no list", nullptr);
+    return false;
+  }
+  module.hModule = hModule;
+  module.list = list;
+  // C_WaitForSlotEvent, the last entry, came with version 2.01.
+  const bool isFirst = list->version.major < 2 || (list->version.major == 2 && list->version.minor == 0);
+  module.listSize = sizeof(CK_FUNCTION_LIST) - (isFirst ? sizeof list->C_WaitForSlotEvent : 0);
+  module.list_3_0 = findList_3_0(hModule);
+  module.setCallBack =
+      isOfCallbackFamily(name) ? reinterpret_cast<C_SetCallBack_t>(dlsym(hModule, "C_SetCallBack")) : nullptr;
+  const link_map* map = nullptr;
+  if (dlinfo(hModule, RTLD_DI_LINKMAP, &map) == 0 && map->l_name != nullptr &&
+      std::strlen(map->l_name) < sizeof module.path) {
+    std::strcpy(module.path, map->l_name);
+  }
+  if (module.path[0] != '/') {
+    char* const whole = module.path[0] == '\0' ? nullptr : realpath(module.path, nullptr);
+    std::snprintf(module.path, sizeof module.path, "%s", whole == nullptr ? "" : whole);
+    std::free(whole);
+  }
+  module.isSecondAuthenticationRequired = module.path[0] == '\0' || !configurationDeclaresSignerPin(module.path);
+  return true;
+}
+
+/// Takes a module into the table unless it is there: the loader gives the same handle for the same file. Its id, or 0
+/// when the table is full.
+jlong enter(const Module* module, bool& isNew) {
+  for (std::size_t i = 0; i < std::size(modules); ++i) {
+    const Module* there = nullptr;
+    isNew = modules[i].compare_exchange_strong(there, module);
+    if (isNew || there->hModule == module->hModule) {
+      return static_cast<jlong>(i + 1);
+    }
+  }
+  return 0;
+}
+
+jlong enterOrRelease(const Module& module, LoadFailure& why) {
+  const auto copy = static_cast<Module*>(std::malloc(sizeof module));
+  if (copy == nullptr) {
+    why.Rv = CKR_HOST_MEMORY;
+    return 0;
+  }
+  *copy = module;
+  bool isNew = false;
+  const jlong id = enter(copy, isNew);
+  if (!isNew) {
+    std::free(copy);
+  }
+  if (id == 0) {
+    explain(why, CKR_GENERAL_ERROR, "too many pkcs#11 libraries", nullptr);
+  }
+  return id;
+}
+
+/// The id of the module, or 0. Nothing is locked: a file that the loader cannot get through keeps nobody else waiting.
+jlong load(const char* name, LoadFailure& why) {
+  void* const hModule = dlopen(name, RTLD_LAZY);
+  if (hModule == nullptr) {
+    explain(why, CKR_GENERAL_ERROR, "error loading pkcs#11 library", dlerror());
+    return 0;
+  }
+  Module module = {};
+  const jlong id = describe(hModule, name, module, why) ? enterOrRelease(module, why) : 0;
+  if (id == 0) {
+    dlclose(hModule);
+  }
+  return id;
+}
+
+template <auto member>
+bool offers(const Module& module) {
+  return findEntry(module, member) != nullptr;
+}
+
+#define OFFERS(name) offers<&CK_FUNCTION_LIST_3_0::name>,
+constexpr bool (*offered[])(const Module&) = {ALL_FUNCTIONS(OFFERS)};
+#undef OFFERS
+
+}  // namespace
+
+const Module* findModule(jlong id) {
+  return id > 0 && id <= static_cast<jlong>(std::size(modules)) ? modules[id - 1].load(std::memory_order_acquire)
+                                                                : nullptr;
+}
+
+JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_version(JNIEnv*, jclass) {
+  return libVersion.major << 8 | libVersion.minor;
+}
+
+JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_description(JNIEnv* env, jclass, jint Rv, jbyteArray text) {
+  return tell(env, text, getCryptokiErrorDesc(static_cast<std::uint32_t>(Rv)));
+}
+
+JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_load(JNIEnv* env, jclass, jbyteArray path, jbyteArray text) {
+  jlong id = 0;
+  LoadFailure why = {CKR_ARGUMENTS_BAD, ""};
+  const CK_RV Rv = withBytes(env, path, [&](Bytes bytes) {
+    char name[sizeof sLibFullPath];
+    if (bytes.length == 0 || std::memchr(bytes.bytes, 0, bytes.length) != nullptr) {
+      explain(why, CKR_ARGUMENTS_BAD, "No cryptoki library specified", nullptr);
+    } else if (bytes.length >= sizeof name) {
+      explain(why, CKR_ARGUMENTS_BAD, "name of the pkcs#11 library is too long", nullptr);
+    } else {
+      std::memcpy(name, bytes.bytes, bytes.length);
+      name[bytes.length] = '\0';
+      id = load(name, why);
+    }
+    return id == 0 ? why.Rv : CKR_OK;
+  });
+  return Rv == CKR_OK ? id : failure(Rv, widen(tell(env, text, why.text)));
+}
+
+JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_path(JNIEnv* env, jclass, jlong module, jbyteArray path) {
+  const Module* const found = findModule(module);
+  return found == nullptr ? 0 : tell(env, path, found->path);
+}
+
+JNIEXPORT jboolean JNICALL Java_velnor_nat_NativeFunctions_isSecondAuthenticationRequired(JNIEnv*, jclass,
+                                                                                          jlong module) {
+  const Module* const found = findModule(module);
+  return found == nullptr || found->isSecondAuthenticationRequired ? JNI_TRUE : JNI_FALSE;
+}
+
+JNIEXPORT jboolean JNICALL Java_velnor_nat_NativeFunctions_has(JNIEnv*, jclass, jlong module, jint function) {
+  const Module* const found = findModule(module);
+  const bool isKnown = found != nullptr && function >= 0 && function < static_cast<jint>(std::size(offered));
+  return isKnown && offered[function](*found) ? JNI_TRUE : JNI_FALSE;
+}
+
+JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_initialize(JNIEnv* env, jclass, jlong module,
+                                                                  jbyteArray arguments) {
+  return answer(callOnly(module, &CK_FUNCTION_LIST_3_0::C_Initialize, [&](auto C_Initialize) {
+    return withStructure(env, arguments, [&](Bytes structure) { return C_Initialize(structure.bytes); });
+  }));
+}
+
+JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_finish(JNIEnv*, jclass, jlong module) {
+  return answer(
+      callOnly(module, &CK_FUNCTION_LIST_3_0::C_Finalize, [](auto C_Finalize) { return C_Finalize(nullptr); }));
+}

@@ -1,0 +1,87 @@
+/// Structures as bytes: what `velnor.nat.Structure` has laid out, made into memory that a module can follow.
+#include "functions.h"
+
+namespace {
+
+/// What stands before a block, and behind it the places of its pointers.
+struct Head {
+  std::int32_t size;
+  std::int32_t length;
+  std::int32_t pointers;
+  std::int32_t comesBack;
+};
+static_assert(sizeof(Head) == kStructureHead && kStructureHead % alignof(std::max_align_t) == 0);
+
+CK_ULONG get(const Block& block, std::int32_t place) {
+  CK_ULONG value = 0;
+  std::memcpy(&value, block.bytes + place, sizeof value);
+  return value;
+}
+
+void put(const Block& block, std::int32_t place, CK_ULONG value) {
+  std::memcpy(block.bytes + place, &value, sizeof value);
+}
+
+CK_ULONG addressOf(const Block& block) {
+  return std::bit_cast<CK_ULONG>(block.bytes);
+}
+
+/// Whether `value` is an address in the block or that of its end.
+bool leadsInto(const Block& block, CK_ULONG value) {
+  return value - addressOf(block) <= block.size;
+}
+
+bool makeAddresses(const Block& block) {
+  const CK_ULONG width = sizeof(CK_ULONG);
+  for (CK_ULONG i = 0; i < block.pointers; ++i) {
+    const CK_ULONG place = widen(block.places[i]);
+    if (place > block.size || block.size - place < width || get(block, block.places[i]) > block.size) {
+      return false;
+    }
+    put(block, block.places[i], addressOf(block) + get(block, block.places[i]));
+  }
+  // Places that overlap have spoilt each other.
+  return std::all_of(block.places, block.places + block.pointers,
+                     [&](std::int32_t place) { return leadsInto(block, get(block, place)); });
+}
+
+}  // namespace
+
+bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Block& block) {
+  Head head = {};
+  if (size < sizeof head) {
+    return false;
+  }
+  std::memcpy(&head, bytes, sizeof head);
+  const CK_ULONG blockSize = widen(head.size);
+  const CK_ULONG pointers = widen(head.pointers);
+  if (head.size < 0 || head.length < 0 || head.pointers < 0 || head.length > head.size ||
+      blockSize % alignof(std::int32_t) != 0 || size != sizeof head + blockSize + pointers * sizeof(std::int32_t)) {
+    return false;
+  }
+  block = {bytes + sizeof head,
+           blockSize,
+           widen(head.length),
+           reinterpret_cast<const std::int32_t*>(bytes + sizeof head + blockSize),
+           pointers,
+           head.comesBack != 0};
+  return makeAddresses(block);
+}
+
+bool isTemplate(const Block& block) {
+  if (block.length % sizeof(CK_ATTRIBUTE) != 0) {
+    return false;
+  }
+  const auto entries = reinterpret_cast<CK_ATTRIBUTE_PTR>(block.bytes);
+  return std::all_of(entries, entries + block.length / sizeof(CK_ATTRIBUTE), [&](const CK_ATTRIBUTE& entry) {
+    const auto value = std::bit_cast<CK_ULONG>(entry.pValue);
+    return value == 0 || (leadsInto(block, value) && entry.ulValueLen <= block.size - (value - addressOf(block)));
+  });
+}
+
+void closeBlock(const Block& block) {
+  for (CK_ULONG i = 0; i < block.pointers; ++i) {
+    const CK_ULONG value = get(block, block.places[i]);
+    put(block, block.places[i], leadsInto(block, value) ? value - addressOf(block) : CK_UNAVAILABLE_INFORMATION);
+  }
+}
