@@ -1,5 +1,5 @@
-/// Every function that the natives reach, with arguments that cannot be taken for one another, what the module must be
-/// given, and the calls into the JVM that it may cost.
+/// Every function that the natives reach, with arguments that cannot be taken for one another, and what the
+/// module must be given.
 #pragma once
 
 #include "functions_test.h"
@@ -17,8 +17,25 @@ constexpr jlong kFlags = static_cast<jlong>(0xA987654321012345);
 /// What a call is made with, and what it made of it.
 class Arguments {
 public:
-  Arguments(jvm::RecordingEnv& environment, jlong moduleId, jint functionIndex)
-      : env(environment), jni(environment.jni()), module(moduleId), index(functionIndex) {}
+  /// `times` makes every range so many times as long.
+  Arguments(jvm::RecordingEnv& environment, jlong moduleId, jint functionIndex, std::size_t times = 1)
+      : env(environment), jni(environment.jni()), module(moduleId), index(functionIndex), times_(times) {}
+
+  /// The text with one range of it repeated.
+  std::string sized(const std::string& text, jint off, jint len) const {
+    const auto begin = static_cast<std::size_t>(off);
+    const auto count = static_cast<std::size_t>(len);
+    return text.substr(0, begin) + sized(text.substr(begin, count)) + text.substr(begin + count);
+  }
+  std::string sized(const std::string& text) const {
+    std::string repeated;
+    for (std::size_t i = 0; i < times_; ++i) {
+      repeated += text;
+    }
+    return repeated;
+  }
+  jint length(jint len) const { return len * static_cast<jint>(times_); }
+  jvm::Longs sevens(std::size_t count) const { return jvm::Longs(count * times_, 7); }
 
   jbyteArray bytes(const std::string& name, const std::string& contents) {
     return kept(name, env.bytes(name, contents));
@@ -45,13 +62,12 @@ public:
     }
     return text;
   }
-  jobject object(const std::string& name) const {
+  std::vector<std::string> names() const {
+    std::vector<std::string> result;
     for (const Kept& one : objects_) {
-      if (one.name == name) {
-        return one.object;
-      }
+      result.push_back(one.name);
     }
-    return nullptr;
+    return result;
   }
 
   jvm::RecordingEnv& env;
@@ -72,6 +88,7 @@ private:
     return object;
   }
 
+  const std::size_t times_;
   std::vector<Kept> objects_;
 };
 
@@ -83,7 +100,6 @@ struct Call {
   std::string told;      ///< the module's line behind the function's name
   jlong result;          ///< when all goes well
   std::string changed;   ///< what an array or a buffer holds then, as `Arguments::contents` shows it; else all are as before
-  std::string costs;     ///< the calls into the JVM
   std::function<jlong(Arguments&)> make;
 
   jint index() const { return indexOf(function); }

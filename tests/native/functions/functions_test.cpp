@@ -82,12 +82,3 @@ jlong FunctionsTest::puppetModule() {
   }();
   return id;
 }
-
-std::vector<std::string> FunctionsTest::takeJniCalls() {
-  std::vector<std::string> names;
-  for (const std::string& line : env.journal()) {
-    names.push_back(line.substr(0, line.find(' ')));
-  }
-  env.clearJournal();
-  return names;
-}

@@ -69,8 +69,6 @@ public:
     return calls.size() == 1 ? calls.front() : std::to_string(calls.size()) + " calls";
   }
 
-  /// The names of the JNI functions that were called since the last look.
-  std::vector<std::string> takeJniCalls();
 
   jvm::RecordingEnv env;
   JNIEnv* const jni = env.jni();

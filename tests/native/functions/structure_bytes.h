@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -71,10 +72,10 @@ private:
   std::vector<std::int32_t> pointers_;
 };
 
-/// A template of attributes; a value of `null` has a null pointer.
+/// An attribute of a template; one without a value has a null pointer.
 struct AttributeBytes {
   std::uint64_t type;
-  const char* value;
+  std::optional<std::string> value;
 };
 
 inline std::string templateBytes(const std::vector<AttributeBytes>& attributes) {
@@ -82,9 +83,9 @@ inline std::string templateBytes(const std::vector<AttributeBytes>& attributes) 
   for (std::size_t i = 0; i < attributes.size(); ++i) {
     const std::size_t at = i * StructureBytes::kAttribute;
     made.number(at, attributes[i].type);
-    if (attributes[i].value != nullptr) {
-      made.point(at + 8, attributes[i].value);
-      made.number(at + 16, std::strlen(attributes[i].value));
+    if (const auto& value = attributes[i].value) {
+      made.point(at + 8, *value);
+      made.number(at + 16, value->size());
     }
   }
   return made.bytes();
