@@ -11,6 +11,8 @@ void addClassFunctions(JNINativeInterface_& table);
 void addObjectFunctions(JNINativeInterface_& table);
 /// Arrays of bytes, ints, longs, characters and objects.
 void addArrayFunctions(JNINativeInterface_& table);
+/// The memory of direct buffers.
+void addBufferFunctions(JNINativeInterface_& table);
 /// Strings in their modified UTF-8 form.
 void addStringFunctions(JNINativeInterface_& table);
 

@@ -52,6 +52,7 @@ JNINativeInterface_ makeFunctionTable() {
   addClassFunctions(table);
   addObjectFunctions(table);
   addArrayFunctions(table);
+  addBufferFunctions(table);
   addStringFunctions(table);
   return table;
 }

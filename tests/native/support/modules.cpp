@@ -12,5 +12,8 @@ const char* const kNoFunctionList = MODULE_NO_FUNCTION_LIST;
 const char* const kListFails = MODULE_LIST_FAILS;
 const char* const kListNull = MODULE_LIST_NULL;
 const char* const kListEmpty = MODULE_LIST_EMPTY;
+const char* const kPuppet = MODULE_PUPPET;
+const char* const kPuppetWithInterfaces = MODULE_PUPPET_INTERFACES;
+const char* const kPuppetWithCallback = MODULE_PUPPET_CALLBACK;
 
 }  // namespace modules

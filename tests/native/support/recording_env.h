@@ -54,6 +54,8 @@ public:
   jlongArray longs(const std::string& name, const Longs& contents);
   jcharArray chars(const std::string& name, const std::u16string& contents);
   jobjectArray array(const std::string& name, const std::string& elementClass, const std::vector<jobject>& elements);
+  /// A direct ByteBuffer; any other object counts as one that lies on Java's heap.
+  jobject directBuffer(const std::string& name, const std::string& contents);
   jstring string(const std::string& name, const std::u16string& contents);
   jstring string(const std::string& name, const std::string& utf8) { return string(name, fromUtf8(utf8)); }
   jobject integer(jint value);
@@ -78,7 +80,7 @@ public:
   // --- Looking at Java objects.
   /// The whole object as text: `Version(2, 1)`, `[NativeSlot(17)]`, bytes as in the journal, strings quoted, `null`.
   std::string show(jobject object) const;
-  /// The bytes of a byte[]; fails the test for anything else.
+  /// The bytes of a byte[] or a direct buffer; fails the test for anything else.
   std::string bytesOf(jobject array) const;
   Object* target(jobject reference) const;
 
