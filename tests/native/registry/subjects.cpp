@@ -68,6 +68,10 @@ std::vector<Subject> variantsOf(const Method& method) {
   if (name == "loadCryptokiLibrary3") {
     add("byRelativePath");
   }
+  if (name == "J_OpenSession" && method.takes(Kind::String)) {
+    add("withEmptyPin").preparation.strings = {""};
+    add("withoutPin");
+  }
   if (name == "J_FindObjects" && !method.takes(Kind::IntArray)) {
     // So many matches that the buffer of the method grows twice.
     add("manyMatches").preparation.answers = {"C_FindObjects list=1..2100"};

@@ -173,6 +173,9 @@ jvalue World::makeArgument(std::size_t index) {
     value.l = subject.method->className() == "NativeSession" ? makeMechanism() : nullptr;
     break;
   case Kind::String: {
+    if (subject.variant == "withoutPin") {
+      break;
+    }
     const std::size_t n = strings_++;
     const bool loads = subject.method->reportName == "loadCryptokiLibrary";
     value.l =
