@@ -1,5 +1,7 @@
 /// Initialising a token, and setting and changing PINs.
 #include "harlune.h"
+#include "loans.h"
+#include "lookups.h"
 #include "velnor_nat_NativeSession.h"
 #include "velnor_nat_NativeSlot.h"
 

@@ -1,5 +1,8 @@
 /// Reading and writing the attributes of one object.
 #include "harlune.h"
+#include "lookups.h"
+#include "memory.h"
+#include "templates.h"
 #include "velnor_nat_NativeSession.h"
 
 JNIEXPORT jobject JNICALL Java_velnor_nat_NativeSession_J_1GetAttributeValue__JI(JNIEnv* env, jobject jSession,
@@ -23,45 +26,44 @@ JNIEXPORT jobject JNICALL Java_velnor_nat_NativeSession_J_1GetAttributeValue__JI
 JNIEXPORT jobjectArray JNICALL Java_velnor_nat_NativeSession_J_1GetAttributeValue__J_3I(JNIEnv* env, jobject jSession,
                                                                                         jlong jObject,
                                                                                         jintArray attributes) {
-  CK_ATTRIBUTE_PTR GetTemplate = nullptr;
-  CK_ULONG GetTemplateLen = 0;
+  Template GetTemplate = {};
   jobjectArray jAttributes = nullptr;
   LogFunction("J_GetAttributeValue - entry", CKR_OK);
   frame(env, "J_GetAttributeValue", [&] {
-    Attribute2CKAttribute_Get(env, attributes, GetTemplate, GetTemplateLen);
+    Attribute2CKAttribute_Get(env, attributes, GetTemplate);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
     const AttributeClass attributeClass = findAttributeClass(env, "Attribute constructor' not found");
-    const jint length = Check64BitLen(env, GetTemplateLen);
+    const jint length = Check64BitLen(env, GetTemplate.count);
     const jobjectArray jTemplate =
         require(env->NewObjectArray(length, attributeClass.path, nullptr), "jTemplate is NULL");
     for (jint Index = 0; Index < length; ++Index) {
       jobject value = nullptr;
-      const CK_RV Rv = readAttribute(env, hSession, handle(jObject), GetTemplate[Index], value);
+      const CK_RV Rv = readAttribute(env, hSession, handle(jObject), GetTemplate.entries[Index], value);
       // An attribute that the object does not have reads as null; every other refusal fails the whole list.
       if (Rv != CKR_ATTRIBUTE_TYPE_INVALID) {
         requireOk(Rv);
       }
       env->SetObjectArrayElement(
           jTemplate, Index,
-          newAttribute(env, attributeClass, GetTemplate[Index], value, "Pkcs11Attribute object is NULL"));
+          newAttribute(env, attributeClass, GetTemplate.entries[Index], value, "Pkcs11Attribute object is NULL"));
     }
     jAttributes = jTemplate;
   });
-  freeReadTemplate(GetTemplate, GetTemplateLen);
+  freeReadTemplate(GetTemplate);
   LogFunction("J_GetAttributeValue - exit", CKR_OK);
   return jAttributes;
 }
 
 JNIEXPORT void JNICALL Java_velnor_nat_NativeSession_J_1SetAttributeValue(JNIEnv* env, jobject jSession, jlong jObject,
                                                                           jobjectArray jTemplate) {
-  CK_ATTRIBUTE_PTR SetTemplate = nullptr;
-  CK_ULONG SetTemplateLen = 0;
+  Template SetTemplate = {};
   LogFunction("J_SetAttributeValue - entry", CKR_OK);
   frame(env, "J_SetAttributeValue", [&] {
-    Attribute2CKAttribute(env, jTemplate, SetTemplate, SetTemplateLen);
+    Attribute2CKAttribute(env, jTemplate, SetTemplate);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
-    callModule(&CK_FUNCTION_LIST::C_SetAttributeValue, hSession, handle(jObject), SetTemplate, SetTemplateLen);
+    callModule(&CK_FUNCTION_LIST::C_SetAttributeValue, hSession, handle(jObject), SetTemplate.entries,
+               SetTemplate.count);
   });
-  freeTemplate(SetTemplate, SetTemplateLen);
+  freeTemplate(SetTemplate);
   LogFunction("J_SetAttributeValue - exit", CKR_OK);
 }

@@ -1,5 +1,8 @@
 /// Attribute templates between their Java and their PKCS#11 form.
 #include "harlune.h"
+#include "lookups.h"
+#include "memory.h"
+#include "templates.h"
 
 namespace {
 
@@ -132,9 +135,8 @@ jobject newBytes(JNIEnv* env, const CK_ATTRIBUTE& attribute) {
 
 }  // namespace
 
-void Attribute2CKAttribute(JNIEnv* env, jobjectArray jTemplate, CK_ATTRIBUTE_PTR& Template, CK_ULONG& TemplateLen) {
-  Template = nullptr;
-  TemplateLen = 0;
+void Attribute2CKAttribute(JNIEnv* env, jobjectArray jTemplate, Template& made) {
+  made = {};
   if (jTemplate == nullptr) {
     return;
   }
@@ -151,10 +153,10 @@ void Attribute2CKAttribute(JNIEnv* env, jobjectArray jTemplate, CK_ATTRIBUTE_PTR
       require(env->FindClass("java/lang/String"), "Attribute2CKAttribute - Class 'java/lang/String' not found");
 
   const jint length = env->GetArrayLength(jTemplate);
-  Template = allocate<CK_ATTRIBUTE>(widen(length));
-  TemplateLen = widen(length);
+  made.entries = allocate<CK_ATTRIBUTE>(widen(length));
+  made.count = widen(length);
   for (jint index = 0; index < length; ++index) {
-    CK_ATTRIBUTE& entry = Template[index];
+    CK_ATTRIBUTE& entry = made.entries[index];
     const jobject jAttribute =
         require(env->GetObjectArrayElement(jTemplate, index), "Attribute2CKAttribute - attribute is NULL");
     entry.type = widen(env->GetIntField(jAttribute, type));
@@ -165,8 +167,8 @@ void Attribute2CKAttribute(JNIEnv* env, jobjectArray jTemplate, CK_ATTRIBUTE_PTR
   env->DeleteLocalRef(java.String);
 }
 
-void Attribute2CKAttribute_Get(JNIEnv* env, jintArray jAttributes, CK_ATTRIBUTE_PTR& Template, CK_ULONG& TemplateLen) {
-  TemplateLen = 0;
+void Attribute2CKAttribute_Get(JNIEnv* env, jintArray jAttributes, Template& made) {
+  made.count = 0;
   if (jAttributes == nullptr) {
     return;
   }
@@ -177,25 +179,25 @@ void Attribute2CKAttribute_Get(JNIEnv* env, jintArray jAttributes, CK_ATTRIBUTE_
     env->ReleaseIntArrayElements(jAttributes, types, 0);
     return;
   }
-  Template = static_cast<CK_ATTRIBUTE_PTR>(tryAllocate(length * sizeof(CK_ATTRIBUTE)));
-  if (Template != nullptr) {
-    TemplateLen = length;
+  made.entries = static_cast<CK_ATTRIBUTE_PTR>(tryAllocate(length * sizeof(CK_ATTRIBUTE)));
+  if (made.entries != nullptr) {
+    made.count = length;
     void* shared = nullptr;
     for (CK_ULONG index = 0; index < length; ++index) {
       if (shared == nullptr) {
         shared = tryAllocate(kReadBufferSize);
       }
-      Template[index] = {widen(types[index]), shared, kReadBufferSize};
+      made.entries[index] = {widen(types[index]), shared, kReadBufferSize};
     }
   }
   env->ReleaseIntArrayElements(jAttributes, types, 0);
-  if (Template == nullptr) {
+  if (made.entries == nullptr) {
     raise(CKR_HOST_MEMORY);
   }
 }
 
-void Attribute2CKAttribute_Get(JNIEnv* /*env*/, jint jAttribute, CK_ATTRIBUTE_PTR Template) {
-  *Template = {widen(jAttribute), tryAllocate(kReadBufferSize), kReadBufferSize};
+void Attribute2CKAttribute_Get(JNIEnv* /*env*/, jint jAttribute, CK_ATTRIBUTE_PTR entry) {
+  *entry = {widen(jAttribute), tryAllocate(kReadBufferSize), kReadBufferSize};
 }
 
 void resetAttributeLen(CK_ATTRIBUTE_PTR Attribute) {
@@ -250,17 +252,17 @@ CK_RV readAttribute(JNIEnv* env, CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hO
   return Rv;
 }
 
-void freeTemplate(CK_ATTRIBUTE_PTR Template, CK_ULONG TemplateLen) {
-  for (CK_ULONG index = 0; index < TemplateLen; ++index) {
-    release(Template[index].pValue);
+void freeTemplate(const Template& made) {
+  for (CK_ULONG index = 0; index < made.count; ++index) {
+    release(made.entries[index].pValue);
   }
-  release(Template);
+  release(made.entries);
 }
 
-void freeReadTemplate(CK_ATTRIBUTE_PTR Template, CK_ULONG TemplateLen) {
-  if (TemplateLen > 0) {
+void freeReadTemplate(const Template& made) {
+  if (made.count > 0) {
     // The shared buffer: in the first entry as a rule, in the last whenever it was obtained at all.
-    release(Template[TemplateLen - 1].pValue);
+    release(made.entries[made.count - 1].pValue);
   }
-  release(Template);
+  release(made.entries);
 }

@@ -1,5 +1,8 @@
 /// Deriving keys. The log hook is not called.
 #include "harlune.h"
+#include "lookups.h"
+#include "mechanisms.h"
+#include "templates.h"
 #include "velnor_nat_NativeSession.h"
 
 namespace {
@@ -16,19 +19,18 @@ void announceDerivedKey(JNIEnv* env, jobject jSession, CK_OBJECT_HANDLE hKey) {
 
 JNIEXPORT jlong JNICALL Java_velnor_nat_NativeSession_J_1DeriveKey(JNIEnv* env, jobject jSession, jobject jMechanism,
                                                                    jlong jBaseKey, jobjectArray jTemplate) {
-  CK_ATTRIBUTE_PTR KeyTemplate = nullptr;
-  CK_ULONG KeyTemplateLen = 0;
+  Template KeyTemplate = {};
   CK_MECHANISM Mechanism = {};
   frame(env, "J_DeriveKey", [&] {
-    Attribute2CKAttribute(env, jTemplate, KeyTemplate, KeyTemplateLen);
+    Attribute2CKAttribute(env, jTemplate, KeyTemplate);
     Mechanism2CKMechanism(env, jMechanism, &Mechanism);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
     CK_OBJECT_HANDLE hKey = CK_INVALID_HANDLE;
-    callModule(&CK_FUNCTION_LIST::C_DeriveKey, hSession, &Mechanism, handle(jBaseKey), KeyTemplate, KeyTemplateLen,
-               &hKey);
+    callModule(&CK_FUNCTION_LIST::C_DeriveKey, hSession, &Mechanism, handle(jBaseKey), KeyTemplate.entries,
+               KeyTemplate.count, &hKey);
     announceDerivedKey(env, jSession, hKey);
   });
-  freeTemplate(KeyTemplate, KeyTemplateLen);
+  freeTemplate(KeyTemplate);
   FreeMechanism(&Mechanism);
-  return static_cast<jlong>(KeyTemplateLen);  // the length of the template, not the handle: callers count on it
+  return static_cast<jlong>(KeyTemplate.count);  // the length of the template, not the handle: callers count on it
 }

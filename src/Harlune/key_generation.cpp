@@ -1,5 +1,8 @@
 /// Making new keys and key pairs on the token.
 #include "harlune.h"
+#include "lookups.h"
+#include "mechanisms.h"
+#include "templates.h"
 #include "velnor_nat_NativeSession.h"
 
 namespace {
@@ -19,18 +22,18 @@ jlongArray newKeyPair(JNIEnv* env, CK_OBJECT_HANDLE hPubKey, CK_OBJECT_HANDLE hP
 
 JNIEXPORT jlong JNICALL Java_velnor_nat_NativeSession_J_1GenerateKey(JNIEnv* env, jobject jSession, jobject jMechanism,
                                                                      jobjectArray jKeyTemplate) {
-  CK_ATTRIBUTE_PTR KeyTemplate = nullptr;
-  CK_ULONG KeyTemplateLen = 0;
+  Template KeyTemplate = {};
   CK_MECHANISM Mechanism = {};
   CK_OBJECT_HANDLE hNewKey = CK_INVALID_HANDLE;
   LogFunction("J_GenerateKey - entry", CKR_OK);
   const bool generated = frame(env, "J_GenerateKey", [&] {
-    Attribute2CKAttribute(env, jKeyTemplate, KeyTemplate, KeyTemplateLen);
+    Attribute2CKAttribute(env, jKeyTemplate, KeyTemplate);
     Mechanism2CKMechanism(env, jMechanism, &Mechanism);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
-    callModule(&CK_FUNCTION_LIST::C_GenerateKey, hSession, &Mechanism, KeyTemplate, KeyTemplateLen, &hNewKey);
+    callModule(&CK_FUNCTION_LIST::C_GenerateKey, hSession, &Mechanism, KeyTemplate.entries, KeyTemplate.count,
+               &hNewKey);
   });
-  freeTemplate(KeyTemplate, KeyTemplateLen);
+  freeTemplate(KeyTemplate);
   FreeMechanism(&Mechanism);
   return handleOrNone(generated, hNewKey);
 }
@@ -39,26 +42,24 @@ JNIEXPORT jlongArray JNICALL Java_velnor_nat_NativeSession_J_1GenerateKeyPair(JN
                                                                               jobject jMechanism,
                                                                               jobjectArray jPublicTemplate,
                                                                               jobjectArray jPrivateTemplate) {
-  CK_ATTRIBUTE_PTR PublicTemplate = nullptr;
-  CK_ULONG PublicTemplateLen = 0;
-  CK_ATTRIBUTE_PTR PrivateTemplate = nullptr;
-  CK_ULONG PrivateTemplateLen = 0;
+  Template PublicTemplate = {};
+  Template PrivateTemplate = {};
   CK_MECHANISM Mechanism = {};
   jlongArray jKeyPair = nullptr;
   LogFunction("J_GenerateKeyPair - entry", CKR_OK);
   frame(env, "J_GenerateKeyPair", [&] {
-    Attribute2CKAttribute(env, jPublicTemplate, PublicTemplate, PublicTemplateLen);
-    Attribute2CKAttribute(env, jPrivateTemplate, PrivateTemplate, PrivateTemplateLen);
+    Attribute2CKAttribute(env, jPublicTemplate, PublicTemplate);
+    Attribute2CKAttribute(env, jPrivateTemplate, PrivateTemplate);
     Mechanism2CKMechanism(env, jMechanism, &Mechanism);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
     CK_OBJECT_HANDLE hPubKey = CK_INVALID_HANDLE;
     CK_OBJECT_HANDLE hPriKey = CK_INVALID_HANDLE;
-    callModule(&CK_FUNCTION_LIST::C_GenerateKeyPair, hSession, &Mechanism, PublicTemplate, PublicTemplateLen,
-               PrivateTemplate, PrivateTemplateLen, &hPubKey, &hPriKey);
+    callModule(&CK_FUNCTION_LIST::C_GenerateKeyPair, hSession, &Mechanism, PublicTemplate.entries, PublicTemplate.count,
+               PrivateTemplate.entries, PrivateTemplate.count, &hPubKey, &hPriKey);
     jKeyPair = newKeyPair(env, hPubKey, hPriKey);
   });
-  freeTemplate(PublicTemplate, PublicTemplateLen);
-  freeTemplate(PrivateTemplate, PrivateTemplateLen);
+  freeTemplate(PublicTemplate);
+  freeTemplate(PrivateTemplate);
   FreeMechanism(&Mechanism);
   return jKeyPair;
 }

@@ -1,5 +1,6 @@
 /// Wrapping and unwrapping keys. No method here calls the log hook.
 #include "operations.h"
+#include "templates.h"
 #include "velnor_nat_NativeSession.h"
 
 namespace {
@@ -31,21 +32,20 @@ JNIEXPORT jbyteArray JNICALL Java_velnor_nat_NativeSession_J_1WrapKey(JNIEnv* en
 JNIEXPORT jlong JNICALL Java_velnor_nat_NativeSession_J_1UnwrapKey(JNIEnv* env, jobject jSession, jobject jMechanism,
                                                                    jlong jUnwrappingKey, jbyteArray jWrappedKey,
                                                                    jint jOff, jint jLen, jobjectArray jTemplate) {
-  CK_ATTRIBUTE_PTR pTemplate = nullptr;
-  CK_ULONG ulTemplateCount = 0;
+  Template pTemplate = {};
   CK_MECHANISM UnwrapMechanism = {};
   ByteElements pWrappedKey = {};
   CK_OBJECT_HANDLE hKey = CK_INVALID_HANDLE;
   const bool unwrapped = frame(env, "J_UnwrapKey", [&] {
-    Attribute2CKAttribute(env, jTemplate, pTemplate, ulTemplateCount);
+    Attribute2CKAttribute(env, jTemplate, pTemplate);
     Mechanism2CKMechanism(env, jMechanism, &UnwrapMechanism);
     borrowInput(env, pWrappedKey, jWrappedKey, "pWrappedKey is NULL");
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
     callModule(&CK_FUNCTION_LIST::C_UnwrapKey, hSession, &UnwrapMechanism, handle(jUnwrappingKey),
-               at(pWrappedKey, jOff), widen(jLen), pTemplate, ulTemplateCount, &hKey);
+               at(pWrappedKey, jOff), widen(jLen), pTemplate.entries, pTemplate.count, &hKey);
   });
   // The elements are never given back, on any path: callers have always had the blob held after this call.
-  freeTemplate(pTemplate, ulTemplateCount);
+  freeTemplate(pTemplate);
   FreeMechanism(&UnwrapMechanism);
   return handleOrNone(unwrapped, hKey);
 }

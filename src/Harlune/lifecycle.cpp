@@ -1,5 +1,7 @@
 /// Initialising and finalising the bound module, and its general information.
 #include "harlune.h"
+#include "lookups.h"
+#include "module.h"
 #include "velnor_nat_NativeCryptoki.h"
 
 namespace {
@@ -66,15 +68,14 @@ JNIEXPORT jobject JNICALL Java_velnor_nat_NativeCryptoki_GetInfo(JNIEnv* env, jo
   frame(env, "J_GetInfo", [&] {
     const jclass InfoClass = require(env->FindClass("velnor/Info"), "Class 'velnor/nat/NativeInfo' not found");
     const jclass StringClass = require(env->FindClass("java/lang/String"), "Class 'java/lang/String' not found");
-    const jclass VersionClass = require(env->FindClass("velnor/Version"), "Class 'velnor/Version' not found");
+    const jclass VersionClass = findVersionClass(env);
     const jmethodID newInfo =
         require(env->GetMethodID(InfoClass, "<init>",
                                  "(Lvelnor/Version;ILjava/lang/String;Lvelnor/Version;Ljava/lang/String;)V"),
                 "NativeInfo constructor not found");
     const jmethodID newString =
         require(env->GetMethodID(StringClass, "<init>", "([B)V"), "String constructor not found");
-    const jmethodID VersionConstructor =
-        require(env->GetMethodID(VersionClass, "<init>", "(II)V"), "Version constructor not found");
+    const jmethodID VersionConstructor = findVersionConstructor(env, VersionClass);
 
     CK_INFO info = {};
     callModule(&CK_FUNCTION_LIST::C_GetInfo, &info);

@@ -1,5 +1,7 @@
 /// Logging in and out.
 #include "harlune.h"
+#include "loans.h"
+#include "lookups.h"
 #include "velnor_nat_NativeSession.h"
 
 JNIEXPORT void JNICALL Java_velnor_nat_NativeSession_J_1Login(JNIEnv* env, jobject jSession, jbyte UserType,

@@ -1,5 +1,7 @@
 /// Which mechanisms a token supports, and what one of them can do.
 #include "harlune.h"
+#include "lookups.h"
+#include "memory.h"
 #include "velnor_nat_NativeSlot.h"
 
 JNIEXPORT jintArray JNICALL Java_velnor_nat_NativeSlot_J_1GetMechanismList(JNIEnv* env, jobject jSlot) {
@@ -30,14 +32,13 @@ JNIEXPORT jobject JNICALL Java_velnor_nat_NativeSlot_J_1GetMechanismInfo(JNIEnv*
   jobject jMechanismInfo = nullptr;
   LogFunction("J_GetMechanismInfo - entry", CKR_OK);
   frame(env, "J_GetMechanismInfo", [&] {
-    const jclass NativeSlotClass =
-        require(env->FindClass("velnor/nat/NativeSlot"), "Class 'velnor/nat/NativeSlot' not found");
+    const jclass NativeSlotClass = findSlotClass(env);
     const jclass MechanismInfoClass =
         require(env->FindClass("velnor/MechanismInfo"), "Class 'velnor/MechanismInfo' not found");
-    const jfieldID slotID = require(env->GetFieldID(NativeSlotClass, "m_slotID", "I"), "Field m_slotID not found");
+    const jfieldID slotID = findSlotID(env, NativeSlotClass, "Field m_slotID not found");
     const jmethodID constructor =
         require(env->GetMethodID(MechanismInfoClass, "<init>", "(III)V"), "Pkcs11MechanismInfo constructor not found");
-    const CK_SLOT_ID SlotId = widen(env->GetIntField(jSlot, slotID));
+    const CK_SLOT_ID SlotId = getSlotID(env, jSlot, slotID);
     CK_MECHANISM_INFO info = {};
     callModule(&CK_FUNCTION_LIST::C_GetMechanismInfo, SlotId, widen(jMechanismType), &info);
     const jint ulMaxKeySize = Check64BitLen(env, info.ulMaxKeySize);

@@ -1,5 +1,8 @@
 /// Java `velnor.Mechanism` objects become PKCS#11 mechanisms, and their parameters are freed again.
+#include "mechanisms.h"
+
 #include "mechanism_parameters.h"
+#include "memory.h"
 
 #include <cstring>
 #include <iterator>

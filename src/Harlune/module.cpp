@@ -1,5 +1,8 @@
 /// The record of the bound module and its loading.
+#include "module.h"
+
 #include "harlune.h"
+#include "memory.h"
 #include "module_files.h"
 #include "velnor_nat_NativeCryptoki.h"
 
@@ -18,7 +21,7 @@ bool bInitialized = false;
 C_SetCallBack_t pC_SetCallBack = nullptr;
 bool g_bIsSecondAuthenticationRequired = true;
 CK_BYTE g_SignerPin[20] = {};
-CK_VERSION libVersion = {1, 2};
+CK_VERSION libVersion = {HARLUNE_VERSION_MAJOR, HARLUNE_VERSION_MINOR};
 
 namespace {
 

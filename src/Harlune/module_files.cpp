@@ -1,6 +1,7 @@
 #include "module_files.h"
 
 #include "harlune.h"
+#include "memory.h"
 
 #include <cerrno>
 #include <cstdio>

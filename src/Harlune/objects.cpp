@@ -1,34 +1,35 @@
 /// Creating, copying, destroying and sizing token objects.
 #include "harlune.h"
+#include "lookups.h"
+#include "templates.h"
 #include "velnor_nat_NativeSession.h"
 
 JNIEXPORT jlong JNICALL Java_velnor_nat_NativeSession_J_1CreateObject(JNIEnv* env, jobject jSession,
                                                                       jobjectArray jTemplate) {
-  CK_ATTRIBUTE_PTR pTemplate = nullptr;
-  CK_ULONG pTemplateLen = 0;
+  Template pTemplate = {};
   CK_OBJECT_HANDLE hObject = CK_INVALID_HANDLE;
   LogFunction("J_CreateObject - entry", CKR_OK);
   const bool created = frame(env, "J_CreateObject", [&] {
-    Attribute2CKAttribute(env, jTemplate, pTemplate, pTemplateLen);
+    Attribute2CKAttribute(env, jTemplate, pTemplate);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
-    callModule(&CK_FUNCTION_LIST::C_CreateObject, hSession, pTemplate, pTemplateLen, &hObject);
+    callModule(&CK_FUNCTION_LIST::C_CreateObject, hSession, pTemplate.entries, pTemplate.count, &hObject);
   });
-  freeTemplate(pTemplate, pTemplateLen);
+  freeTemplate(pTemplate);
   LogFunction("J_CreateObject - exit", CKR_OK);
   return handleOrNone(created, hObject);
 }
 
 JNIEXPORT jlong JNICALL Java_velnor_nat_NativeSession_J_1CopyObject(JNIEnv* env, jobject jSession, jlong jOldObject,
                                                                     jobjectArray jTemplate) {
-  CK_ATTRIBUTE_PTR pTemplate = nullptr;
-  CK_ULONG pTemplateLen = 0;
+  Template pTemplate = {};
   CK_OBJECT_HANDLE hNewObject = CK_INVALID_HANDLE;
   const bool copied = frame(env, "J_CopyObject", [&] {
-    Attribute2CKAttribute(env, jTemplate, pTemplate, pTemplateLen);
+    Attribute2CKAttribute(env, jTemplate, pTemplate);
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
-    callModule(&CK_FUNCTION_LIST::C_CopyObject, hSession, handle(jOldObject), pTemplate, pTemplateLen, &hNewObject);
+    callModule(&CK_FUNCTION_LIST::C_CopyObject, hSession, handle(jOldObject), pTemplate.entries, pTemplate.count,
+               &hNewObject);
   });
-  freeTemplate(pTemplate, pTemplateLen);
+  freeTemplate(pTemplate);
   return handleOrNone(copied, hNewObject);
 }
 

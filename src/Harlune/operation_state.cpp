@@ -1,5 +1,8 @@
 /// Saving and restoring the cryptographic state of a session.
 #include "harlune.h"
+#include "loans.h"
+#include "lookups.h"
+#include "memory.h"
 #include "velnor_nat_NativeSession.h"
 
 #include <algorithm>

@@ -3,6 +3,10 @@
 #pragma once
 
 #include "harlune.h"
+#include "loans.h"
+#include "lookups.h"
+#include "mechanisms.h"
+#include "memory.h"
 
 /// A region of a Java byte[] that a method was given.
 struct Region {

@@ -1,5 +1,6 @@
 /// The two calls for functions that run in parallel to the application.
 #include "harlune.h"
+#include "lookups.h"
 #include "velnor_nat_NativeSession.h"
 
 JNIEXPORT void JNICALL Java_velnor_nat_NativeSession_J_1GetFunctionStatus(JNIEnv* env, jobject jSession) {

@@ -1,5 +1,6 @@
 /// Random bytes from the token, with an optional seed.
 #include "harlune.h"
+#include "loans.h"
 #include "velnor_nat_NativeSession.h"
 
 CK_RV J_SeedRandom(JNIEnv* env, CK_SESSION_HANDLE hSession, jbyteArray jSeed) {

@@ -1,5 +1,8 @@
 /// Finding the objects that match a template. The whole search runs inside one call, so none stays open between calls.
 #include "harlune.h"
+#include "lookups.h"
+#include "memory.h"
+#include "templates.h"
 #include "velnor_nat_NativeSession.h"
 
 #include <cstring>
@@ -36,8 +39,8 @@ void makeRoom(Matches& matches) {
 }
 
 /// A failure between the two ends leaves the search active in the session, as the module's own answer tells the caller.
-void findAll(CK_SESSION_HANDLE hSession, CK_ATTRIBUTE_PTR FindTemplate, CK_ULONG FindTemplateLen, Matches& matches) {
-  callModule(&CK_FUNCTION_LIST::C_FindObjectsInit, hSession, FindTemplate, FindTemplateLen);
+void findAll(CK_SESSION_HANDLE hSession, const Template& FindTemplate, Matches& matches) {
+  callModule(&CK_FUNCTION_LIST::C_FindObjectsInit, hSession, FindTemplate.entries, FindTemplate.count);
   CK_ULONG FindObjectCount = 0;
   do {
     makeRoom(matches);
@@ -61,17 +64,16 @@ jlongArray newHandleArray(JNIEnv* env, const Matches& matches) {
 /// The attributes of one object, or null when none are asked for. An attribute that cannot be read is null, whatever
 /// the reason. `lastAttribute` is the attribute built last.
 jobjectArray newAttributes(JNIEnv* env, CK_SESSION_HANDLE hSession, CK_OBJECT_HANDLE hObject,
-                           const AttributeClass& attributeClass, CK_ATTRIBUTE_PTR GetTemplate, CK_ULONG GetTemplateLen,
-                           jobject& lastAttribute) {
-  if (GetTemplateLen == 0) {
+                           const AttributeClass& attributeClass, const Template& GetTemplate, jobject& lastAttribute) {
+  if (GetTemplate.count == 0) {
     return nullptr;
   }
   const jobjectArray jTemplate = require(
-      env->NewObjectArray(Check64BitLen(env, GetTemplateLen), attributeClass.path, nullptr), "jTemplate is NULL");
-  for (CK_ULONG j = 0; j < GetTemplateLen; ++j) {
+      env->NewObjectArray(Check64BitLen(env, GetTemplate.count), attributeClass.path, nullptr), "jTemplate is NULL");
+  for (CK_ULONG j = 0; j < GetTemplate.count; ++j) {
     jobject value = nullptr;
-    readAttribute(env, hSession, hObject, GetTemplate[j], value);
-    lastAttribute = newAttribute(env, attributeClass, GetTemplate[j], value, "Pkcs11Attribute object is NULL");
+    readAttribute(env, hSession, hObject, GetTemplate.entries[j], value);
+    lastAttribute = newAttribute(env, attributeClass, GetTemplate.entries[j], value, "Pkcs11Attribute object is NULL");
     env->SetObjectArrayElement(jTemplate, Check64BitLen(env, j), lastAttribute);
   }
   return jTemplate;
@@ -81,19 +83,18 @@ jobjectArray newAttributes(JNIEnv* env, CK_SESSION_HANDLE hSession, CK_OBJECT_HA
 
 JNIEXPORT jlongArray JNICALL Java_velnor_nat_NativeSession_J_1FindObjects___3Lvelnor_Attribute_2(
     JNIEnv* env, jobject jSession, jobjectArray jTemplate) {
-  CK_ATTRIBUTE_PTR FindTemplate = nullptr;
-  CK_ULONG FindTemplateLen = 0;
+  Template FindTemplate = {};
   Matches matches = {};
   jlongArray jHandles = nullptr;
   LogFunction("J_FindObjects - entry", CKR_OK);
   frame(env, "J_FindObjects", [&] {
-    Attribute2CKAttribute(env, jTemplate, FindTemplate, FindTemplateLen);
-    findAll(getSessionHandle(env, jSession), FindTemplate, FindTemplateLen, matches);
+    Attribute2CKAttribute(env, jTemplate, FindTemplate);
+    findAll(getSessionHandle(env, jSession), FindTemplate, matches);
     if (matches.ObjectCount != 0) {
       jHandles = newHandleArray(env, matches);
     }
   });
-  freeTemplate(FindTemplate, FindTemplateLen);
+  freeTemplate(FindTemplate);
   release(matches.onHeap);
   LogFunction("J_FindObjects - exit", CKR_OK);
   return jHandles;
@@ -101,15 +102,13 @@ JNIEXPORT jlongArray JNICALL Java_velnor_nat_NativeSession_J_1FindObjects___3Lve
 
 JNIEXPORT jobjectArray JNICALL Java_velnor_nat_NativeSession_J_1FindObjects___3Lvelnor_Attribute_2_3I(
     JNIEnv* env, jobject jSession, jobjectArray jTemplate, jintArray attributes) {
-  CK_ATTRIBUTE_PTR FindTemplate = nullptr;
-  CK_ULONG FindTemplateLen = 0;
-  CK_ATTRIBUTE_PTR GetTemplate = nullptr;
-  CK_ULONG GetTemplateLen = 0;
+  Template FindTemplate = {};
+  Template GetTemplate = {};
   Matches matches = {};
   jobjectArray jObjects = nullptr;
   LogFunction("J_FindObjects - entry", CKR_OK);
   frame(env, "J_FindObjects", [&] {
-    Attribute2CKAttribute(env, jTemplate, FindTemplate, FindTemplateLen);
+    Attribute2CKAttribute(env, jTemplate, FindTemplate);
     const jclass CryptokiObjectClass =
         require(env->FindClass("velnor/CryptokiObject"), "Class 'velnor/CryptokiObject' not found");
     const jmethodID newCryptokiObject =
@@ -117,17 +116,17 @@ JNIEXPORT jobjectArray JNICALL Java_velnor_nat_NativeSession_J_1FindObjects___3L
                 "CryptokiObject constructor' not found");
     const AttributeClass attributeClass = findAttributeClass(env, "Attribute constructor' not found");
     const CK_SESSION_HANDLE hSession = getSessionHandle(env, jSession);
-    findAll(hSession, FindTemplate, FindTemplateLen, matches);
+    findAll(hSession, FindTemplate, matches);
     if (matches.ObjectCount == 0) {
       return;
     }
     const jobjectArray jObject = require(
         env->NewObjectArray(Check64BitLen(env, matches.ObjectCount), CryptokiObjectClass, nullptr), "jObject is NULL");
-    Attribute2CKAttribute_Get(env, attributes, GetTemplate, GetTemplateLen);
+    Attribute2CKAttribute_Get(env, attributes, GetTemplate);
     jobject lastAttribute = attributes;
     for (CK_ULONG i = 0; i < matches.ObjectCount; ++i) {
       const jobjectArray jAttributes =
-          newAttributes(env, hSession, matches.phObject[i], attributeClass, GetTemplate, GetTemplateLen, lastAttribute);
+          newAttributes(env, hSession, matches.phObject[i], attributeClass, GetTemplate, lastAttribute);
       const jobject jCryptokiObject =
           env->NewObject(CryptokiObjectClass, newCryptokiObject, narrow(matches.phObject[i]), jAttributes);
       // The attribute is tested and not the object: callers get a null element for an object that could not be made.
@@ -136,8 +135,8 @@ JNIEXPORT jobjectArray JNICALL Java_velnor_nat_NativeSession_J_1FindObjects___3L
     }
     jObjects = jObject;
   });
-  freeTemplate(FindTemplate, FindTemplateLen);
-  freeReadTemplate(GetTemplate, GetTemplateLen);
+  freeTemplate(FindTemplate);
+  freeReadTemplate(GetTemplate);
   release(matches.onHeap);
   LogFunction("J_FindObjects - exit", CKR_OK);
   return jObjects;

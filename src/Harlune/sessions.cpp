@@ -1,5 +1,7 @@
-/// Opening and closing sessions, what a session says of itself, and which session a Java object stands for.
+/// Opening and closing sessions, and what a session says of itself.
 #include "harlune.h"
+#include "lookups.h"
+#include "module.h"
 #include "velnor_nat_NativeSession.h"
 #include "velnor_nat_NativeSlot.h"
 
@@ -14,14 +16,11 @@ struct OpenedSession {
 
 /// All lookups come before the module is asked, so that a broken class path never leaves a session open.
 OpenedSession openSession(JNIEnv* env, jobject jSlot, jint sessionFlag) {
-  const jclass NativeSessionClass =
-      require(env->FindClass("velnor/nat/NativeSession"), "Class 'velnor/nat/NativeSession' not found");
-  const jclass NativeSlotClass =
-      require(env->FindClass("velnor/nat/NativeSlot"), "Class 'velnor/nat/NativeSlot' not found");
+  const jclass NativeSessionClass = findSessionClass(env);
+  const jclass NativeSlotClass = findSlotClass(env);
   const jmethodID constructor = require(env->GetMethodID(NativeSessionClass, "<init>", "(Lvelnor/Slot;I)V"),
                                         "NativeSession constructor not found");
-  const jfieldID slotID = require(env->GetFieldID(NativeSlotClass, "m_slotID", "I"), "m_slotID field not found");
-  const CK_SLOT_ID SlotId = widen(env->GetIntField(jSlot, slotID));
+  const CK_SLOT_ID SlotId = getSlotID(env, jSlot, findSlotID(env, NativeSlotClass, "m_slotID field not found"));
   CK_SESSION_HANDLE phSession = 0;
   callModule(&CK_FUNCTION_LIST::C_OpenSession, SlotId, widen(sessionFlag), nullptr, nullptr, &phSession);
   installSignerPinCallback();
@@ -34,15 +33,6 @@ jobject newSession(JNIEnv* env, jobject jSlot, const OpenedSession& session) {
 }
 
 }  // namespace
-
-CK_SESSION_HANDLE getSessionHandle(JNIEnv* env, jobject jSession) {
-  const jclass NativeSessionClass =
-      require(env->FindClass("velnor/nat/NativeSession"), "Class 'velnor/nat/NativeSession' not found");
-  const jfieldID m_sessionHandle =
-      require(env->GetFieldID(NativeSessionClass, "m_sessionHandle", "J"), "Field m_sessionHandle' not found");
-  // A long field read as an int: handles are 32 bits wide for every caller, and modules see them sign-extended.
-  return widen(env->GetIntField(jSession, m_sessionHandle));
-}
 
 JNIEXPORT jobject JNICALL Java_velnor_nat_NativeSlot_J_1OpenSession__I(JNIEnv* env, jobject jSlot, jint sessionFlag) {
   jobject jSession = nullptr;

@@ -1,5 +1,6 @@
 /// The callback through which a module of the callback family asks for the signer PIN while it signs.
 #include "harlune.h"
+#include "module.h"
 
 #include <cstring>
 

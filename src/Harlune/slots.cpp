@@ -1,5 +1,7 @@
 /// Slot lists, slot events, and the information of slots and tokens.
 #include "harlune.h"
+#include "lookups.h"
+#include "memory.h"
 #include "velnor_nat_NativeCryptoki.h"
 #include "velnor_nat_NativeSlot.h"
 
@@ -12,9 +14,8 @@ struct SlotClass {
   jmethodID constructor;
 };
 
-SlotClass findSlotClass(JNIEnv* env) {
-  const jclass NativeSlotClass =
-      require(env->FindClass("velnor/nat/NativeSlot"), "Class 'velnor/nat/NativeSlot' not found");
+SlotClass findSlotConstructor(JNIEnv* env) {
+  const jclass NativeSlotClass = findSlotClass(env);
   return {NativeSlotClass,
           require(env->GetMethodID(NativeSlotClass, "<init>", "(I)V"), "NativeSlot constructor not found")};
 }
@@ -49,16 +50,14 @@ struct InfoContract {
 };
 
 InfoLookups lookUpInfo(JNIEnv* env, jobject jSlot, const InfoContract& contract) {
-  const jclass NativeSlotClass =
-      require(env->FindClass("velnor/nat/NativeSlot"), "Class 'velnor/nat/NativeSlot' not found");
+  const jclass NativeSlotClass = findSlotClass(env);
   const jclass InfoClass = require(env->FindClass(contract.path), contract.classMissing);
-  const jclass VersionClass = require(env->FindClass("velnor/Version"), "Class 'velnor/Version' not found");
-  const jfieldID slotID = require(env->GetFieldID(NativeSlotClass, "m_slotID", "I"), "m_slotID field not found");
+  const jclass VersionClass = findVersionClass(env);
+  const jfieldID slotID = findSlotID(env, NativeSlotClass, "m_slotID field not found");
   const jmethodID constructor =
       require(env->GetMethodID(InfoClass, "<init>", contract.constructorSignature), contract.constructorMissing);
-  const jmethodID VersionConstructor =
-      require(env->GetMethodID(VersionClass, "<init>", "(II)V"), "Version constructor not found");
-  return {widen(env->GetIntField(jSlot, slotID)), InfoClass, constructor, VersionClass, VersionConstructor};
+  const jmethodID VersionConstructor = findVersionConstructor(env, VersionClass);
+  return {getSlotID(env, jSlot, slotID), InfoClass, constructor, VersionClass, VersionConstructor};
 }
 
 template <typename Info>
@@ -75,20 +74,13 @@ jobject newFirmwareVersion(JNIEnv* env, const InfoLookups& java, const Info& inf
 
 }  // namespace
 
-CK_SLOT_ID getSlotID(JNIEnv* env, jobject jSlot) {
-  const jclass NativeSlotClass =
-      require(env->FindClass("velnor/nat/NativeSlot"), "Class 'velnor/nat/NativeSlot' not found");
-  const jfieldID slotID = require(env->GetFieldID(NativeSlotClass, "m_slotID", "I"), "Field m_slotID not found");
-  return widen(env->GetIntField(jSlot, slotID));
-}
-
 JNIEXPORT jobjectArray JNICALL Java_velnor_nat_NativeCryptoki_GetSlotList(JNIEnv* env, jobject, jboolean Tokenflag) {
   CK_SLOT_ID_PTR pSlotList = nullptr;
   jobjectArray jSlotList = nullptr;
   LogFunction("GetSlotList - entry", CKR_OK);
   frame(env, "J_GetSlotList", [&] {
     const CK_BBOOL flag = Tokenflag != JNI_FALSE ? CK_TRUE : CK_FALSE;
-    const SlotClass slotClass = findSlotClass(env);
+    const SlotClass slotClass = findSlotConstructor(env);
     CK_ULONG nSlotCount = 0;
     callModule(&CK_FUNCTION_LIST::C_GetSlotList, flag, nullptr, &nSlotCount);
     const CK_ULONG capacity = nSlotCount;
@@ -115,7 +107,7 @@ JNIEXPORT jobject JNICALL Java_velnor_nat_NativeCryptoki_WaitForSlotEvent(JNIEnv
   frame(env, "J_WaitForSlotEvent", [&] {
     CK_SLOT_ID SlotId = 0;
     callModule(&CK_FUNCTION_LIST::C_WaitForSlotEvent, widen(jFlags), &SlotId, nullptr);
-    jSlot = newSlot(env, findSlotClass(env), SlotId, "NativeSlot object is NULL");
+    jSlot = newSlot(env, findSlotConstructor(env), SlotId, "NativeSlot object is NULL");
   });
   LogFunction("WaitForSlotEvent - exit", CKR_OK);
   return jSlot;

@@ -1,5 +1,4 @@
-/// Console tracing and two text helpers, kept for code that links against the library; no native method calls them.
-#include "harlune.h"
+#include "text_utilities.h"
 
 void traceString(JNIEnv* env, const char* FieldName, const char* message) {
   const jclass PrintStreamClass =

@@ -1,6 +1,7 @@
 /// The memory of attribute templates.
 #include "freed_blocks.h"
 #include "marshalling_test.h"
+#include "templates.h"
 
 namespace {
 
@@ -15,18 +16,15 @@ protected:
                                        env.attribute(CKA_ID, env.bytes(""))});
   }
   std::string build(jobjectArray jTemplate) {
-    Template = nullptr;
-    TemplateLen = 0;
-    return raisedBy([&] { Attribute2CKAttribute(jni, jTemplate, Template, TemplateLen); });
+    made = {};
+    return raisedBy([&] { Attribute2CKAttribute(jni, jTemplate, made); });
   }
   std::string buildForReading(jintArray types) {
-    Template = nullptr;
-    TemplateLen = 0;
-    return raisedBy([&] { Attribute2CKAttribute_Get(jni, types, Template, TemplateLen); });
+    made = {};
+    return raisedBy([&] { Attribute2CKAttribute_Get(jni, types, made); });
   }
 
-  CK_ATTRIBUTE_PTR Template = nullptr;
-  CK_ULONG TemplateLen = 0;
+  Template made = {};
 };
 
 TEST_F(TemplateMemoryTest, EveryValueIsWipedAndFreedInOrderThenTheEntries) {
@@ -34,15 +32,15 @@ TEST_F(TemplateMemoryTest, EveryValueIsWipedAndFreedInOrderThenTheEntries) {
   AllocationScope scope;
   EXPECT_EQ(build(jTemplate), "");
   std::vector<const void*> blocks;
-  for (CK_ULONG i = 0; i < TemplateLen; ++i) {
-    if (Template[i].pValue != nullptr) {
-      blocks.push_back(Template[i].pValue);
+  for (CK_ULONG i = 0; i < made.count; ++i) {
+    if (made.entries[i].pValue != nullptr) {
+      blocks.push_back(made.entries[i].pValue);
     }
   }
-  blocks.push_back(Template);
+  blocks.push_back(made.entries);
   EXPECT_EQ(blocks.size(), 6U);
   FreedBlocks freed(scope);
-  freeTemplate(Template, TemplateLen);
+  freeTemplate(made);
   EXPECT_EQ(freed.addresses(), blocks);
   EXPECT_EQ(freed.notWiped(), 0U);
 }
@@ -52,7 +50,7 @@ TEST_F(TemplateMemoryTest, EveryBlockHasRoomForItsValue) {
   AllocationScope scope;
   EXPECT_EQ(build(jTemplate), "");
   FreedBlocks freed(scope);
-  freeTemplate(Template, TemplateLen);
+  freeTemplate(made);
   std::vector<std::size_t> sizes;
   for (const FreedBlock& block : freed.list()) {
     sizes.push_back(block.size);
@@ -69,8 +67,8 @@ TEST_F(TemplateMemoryTest, EveryRefusedAllocationIsHostMemoryAndLeavesNothing) {
     scope.failNth(n);
     EXPECT_EQ(build(jTemplate), kHostMemory);
     EXPECT_FALSE(scope.failureLeft());
-    EXPECT_EQ(Template == nullptr, n == 1);
-    freeTemplate(Template, TemplateLen);
+    EXPECT_EQ(made.entries == nullptr, n == 1);
+    freeTemplate(made);
     EXPECT_EQ(scope.live(), 0U);
     EXPECT_EQ(freed.list().size(), n - 1) << "the entries and what is attached to them";
     EXPECT_EQ(freed.notWiped(), 0U);
@@ -82,11 +80,11 @@ TEST_F(TemplateMemoryTest, ARefusedValueStaysOutOfItsEntry) {
   AllocationScope scope;
   scope.failNth(2);
   EXPECT_EQ(build(jTemplate), kHostMemory);
-  ASSERT_EQ(TemplateLen, 1U);
-  EXPECT_EQ(Template[0].pValue, nullptr);
-  EXPECT_EQ(Template[0].ulValueLen, 0U);
+  ASSERT_EQ(made.count, 1U);
+  EXPECT_EQ(made.entries[0].pValue, nullptr);
+  EXPECT_EQ(made.entries[0].ulValueLen, 0U);
   EXPECT_EQ(env.calls("GetByteArrayRegion"), 0) << "nothing may be written through a null pointer";
-  freeTemplate(Template, TemplateLen);
+  freeTemplate(made);
 }
 
 // Each lookup, element and method on the way.
@@ -101,7 +99,7 @@ TEST_F(TemplateMemoryTest, EveryRaisedTextLeavesNothing) {
       AllocationScope scope;
       EXPECT_NE(build(jTemplate), "");
       EXPECT_FALSE(env.faultsLeft());
-      freeTemplate(Template, TemplateLen);
+      freeTemplate(made);
       EXPECT_EQ(scope.live(), 0U) << function << " " << n;
     }
   }
@@ -112,9 +110,9 @@ TEST_F(TemplateMemoryTest, AnEmptyTemplateAndNoneAtAllAreFreed) {
   AllocationScope scope;
   EXPECT_EQ(build(none), "");
   EXPECT_EQ(scope.live(), 1U);
-  freeTemplate(Template, TemplateLen);
-  freeTemplate(nullptr, 0);
-  freeReadTemplate(nullptr, 0);
+  freeTemplate(made);
+  freeTemplate({});
+  freeReadTemplate({});
 }
 
 // --- Read templates --------------------------------------------------------------------------------------------------
@@ -126,10 +124,10 @@ TEST_F(TemplateMemoryTest, AReadTemplateIsTwoBlocks) {
     AllocationScope scope;
     EXPECT_EQ(buildForReading(jTypes), "");
     EXPECT_EQ(scope.count(), 2U);
-    static_cast<char*>(Template[TemplateLen - 1].pValue)[2047] = 'k';
-    const std::vector<const void*> blocks = {Template[0].pValue, Template};
+    static_cast<char*>(made.entries[made.count - 1].pValue)[2047] = 'k';
+    const std::vector<const void*> blocks = {made.entries[0].pValue, made.entries};
     FreedBlocks freed(scope);
-    freeReadTemplate(Template, TemplateLen);
+    freeReadTemplate(made);
     EXPECT_EQ(freed.addresses(), blocks);
     EXPECT_EQ(freed.notWiped(), 0U);
     EXPECT_EQ(freed.list().front().size, 2048U);
@@ -143,16 +141,16 @@ TEST_F(TemplateMemoryTest, ARefusedBufferIsTriedAgainForTheNextEntry) {
   scope.failNth(2);
   EXPECT_EQ(buildForReading(types), "");
   EXPECT_EQ(scope.count(), 3U);
-  ASSERT_EQ(TemplateLen, 3U);
-  EXPECT_EQ(Template[0].type, CKA_CLASS);
-  EXPECT_EQ(Template[0].pValue, nullptr);
-  EXPECT_EQ(Template[0].ulValueLen, 2048U);
-  EXPECT_EQ(Template[1].type, 0xFFFFFFFFFFFFFFFF);
-  EXPECT_NE(Template[1].pValue, nullptr);
-  EXPECT_EQ(Template[1].ulValueLen, 2048U);
-  EXPECT_EQ(Template[2].pValue, Template[1].pValue);
+  ASSERT_EQ(made.count, 3U);
+  EXPECT_EQ(made.entries[0].type, CKA_CLASS);
+  EXPECT_EQ(made.entries[0].pValue, nullptr);
+  EXPECT_EQ(made.entries[0].ulValueLen, 2048U);
+  EXPECT_EQ(made.entries[1].type, 0xFFFFFFFFFFFFFFFF);
+  EXPECT_NE(made.entries[1].pValue, nullptr);
+  EXPECT_EQ(made.entries[1].ulValueLen, 2048U);
+  EXPECT_EQ(made.entries[2].pValue, made.entries[1].pValue);
   FreedBlocks freed(scope);
-  freeReadTemplate(Template, TemplateLen);
+  freeReadTemplate(made);
   EXPECT_EQ(freed.list().size(), 2U);
 }
 
@@ -161,9 +159,9 @@ TEST_F(TemplateMemoryTest, ARefusedBufferOfTheOnlyEntryIsNotReported) {
   AllocationScope scope;
   scope.failNth(2);
   EXPECT_EQ(buildForReading(types), "");
-  EXPECT_EQ(Template[0].pValue, nullptr);
-  EXPECT_EQ(Template[0].ulValueLen, 2048U);
-  freeReadTemplate(Template, TemplateLen);
+  EXPECT_EQ(made.entries[0].pValue, nullptr);
+  EXPECT_EQ(made.entries[0].ulValueLen, 2048U);
+  freeReadTemplate(made);
 }
 
 TEST_F(TemplateMemoryTest, RefusedEntriesOfAReadTemplateAreHostMemory) {
@@ -171,9 +169,9 @@ TEST_F(TemplateMemoryTest, RefusedEntriesOfAReadTemplateAreHostMemory) {
   AllocationScope scope;
   scope.failNth(1);
   EXPECT_EQ(buildForReading(types), kHostMemory);
-  EXPECT_EQ(Template, nullptr);
+  EXPECT_EQ(made.entries, nullptr);
   EXPECT_EQ(env.calls("ReleaseIntArrayElements"), 1);
-  freeReadTemplate(Template, TemplateLen);
+  freeReadTemplate(made);
 }
 
 TEST_F(TemplateMemoryTest, ARefusedBufferOfASingleEntryIsNotReported) {

@@ -1,5 +1,6 @@
 /// Attribute templates built from Java, and what becomes of a template's entries.
 #include "marshalling_test.h"
+#include "templates.h"
 
 #include <climits>
 
@@ -8,39 +9,40 @@ namespace {
 /// Frees the templates that a test had built.
 class AttributesTest : public UnboundTest {
 protected:
-  ~AttributesTest() override { freeTemplate(Template, TemplateLen); }
+  ~AttributesTest() override { freeTemplate(made); }
 
   std::string build(const std::vector<jobject>& elements) { return build(env.attributes("template", elements)); }
   std::string build(jobjectArray jTemplate) {
-    freeTemplate(Template, TemplateLen);
-    return raisedBy([&] { Attribute2CKAttribute(jni, jTemplate, Template, TemplateLen); });
+    freeTemplate(made);
+    return raisedBy([&] { Attribute2CKAttribute(jni, jTemplate, made); });
   }
   /// The bytes that the module is told of.
-  std::string value(CK_ULONG index) const { return bytesAt(Template[index].pValue, Template[index].ulValueLen); }
+  std::string value(CK_ULONG index) const {
+    return bytesAt(made.entries[index].pValue, made.entries[index].ulValueLen);
+  }
   jbyteArray bytesOfClass(const std::string& className, const std::string& contents) {
     const jobject object = env.object("value", className);
     env.target(object)->contents = jvm::Bytes(contents.begin(), contents.end());
     return static_cast<jbyteArray>(object);
   }
 
-  CK_ATTRIBUTE_PTR Template = nullptr;
-  CK_ULONG TemplateLen = 0;
+  Template made = {};
 };
 
 TEST_F(AttributesTest, ANullTemplateIsEmptyWithoutAskingTheJvm) {
   CK_ATTRIBUTE elsewhere = {};
-  Template = &elsewhere;
-  TemplateLen = 7;
-  EXPECT_EQ(raisedBy([&] { Attribute2CKAttribute(jni, nullptr, Template, TemplateLen); }), "");
-  EXPECT_EQ(Template, nullptr);
-  EXPECT_EQ(TemplateLen, 0U);
+  made.entries = &elsewhere;
+  made.count = 7;
+  EXPECT_EQ(raisedBy([&] { Attribute2CKAttribute(jni, nullptr, made); }), "");
+  EXPECT_EQ(made.entries, nullptr);
+  EXPECT_EQ(made.count, 0U);
   EXPECT_TRACE("");
 }
 
 TEST_F(AttributesTest, AnEmptyTemplateIsLookedUpAllTheSame) {
   EXPECT_EQ(build(std::vector<jobject>{}), "");
-  EXPECT_NE(Template, nullptr);
-  EXPECT_EQ(TemplateLen, 0U);
+  EXPECT_NE(made.entries, nullptr);
+  EXPECT_EQ(made.count, 0U);
   EXPECT_TRACE(R"(
     FindClass velnor/Attribute
     GetFieldID velnor/Attribute type I
@@ -118,14 +120,14 @@ TEST_F(AttributesTest, ConvertsEveryKindOfValueInOneTemplate) {
     DeleteLocalRef java/lang/Boolean
     DeleteLocalRef java/lang/String
   )");
-  ASSERT_EQ(TemplateLen, 7U);
+  ASSERT_EQ(made.count, 7U);
   const CK_ATTRIBUTE_TYPE types[] = {0x1, 0x0, 0x108, 0x3, 0x102, 0x100, 0x106};
   const std::string values[] = {"\"\"", "0300000000000000", "01", "\"abc\"", "\"id\"", "1F00000000000000", "00"};
-  for (CK_ULONG i = 0; i < TemplateLen; ++i) {
-    EXPECT_EQ(Template[i].type, types[i]) << i;
+  for (CK_ULONG i = 0; i < made.count; ++i) {
+    EXPECT_EQ(made.entries[i].type, types[i]) << i;
     EXPECT_EQ(value(i), values[i]) << i;
   }
-  EXPECT_EQ(Template[0].pValue, nullptr);
+  EXPECT_EQ(made.entries[0].pValue, nullptr);
 }
 
 TEST_F(AttributesTest, LooksTheMethodsUpAgainInEveryCall) {
@@ -162,8 +164,8 @@ TEST_P(AttributeLookUpTest, RaisesItsTextAndLeavesAnEmptyTemplate) {
     lines += std::string(kLookUps[i].line) + (i == failing ? " -> null\n" : "\n");
   }
   EXPECT_EQ(takeTrace(), lines);
-  EXPECT_EQ(Template, nullptr);
-  EXPECT_EQ(TemplateLen, 0U);
+  EXPECT_EQ(made.entries, nullptr);
+  EXPECT_EQ(made.count, 0U);
 }
 
 INSTANTIATE_TEST_SUITE_P(InOrder, AttributeLookUpTest, ::testing::Range(0, 6));
@@ -183,11 +185,11 @@ TEST_F(AttributesTest, AnEntryOwnsItsBufferWhenTheMethodIsMissing) {
   for (const auto& row : rows) {
     env.declareMissing(row.className, row.method);
     EXPECT_EQ(build({env.attribute(CKA_LABEL, env.bytes("label")), env.attribute(CKA_ID, row.value)}), row.text);
-    ASSERT_EQ(TemplateLen, 2U);
+    ASSERT_EQ(made.count, 2U);
     EXPECT_EQ(value(0), "\"label\"");
-    EXPECT_EQ(Template[1].type, CKA_ID);
-    EXPECT_EQ(Template[1].ulValueLen, row.length);
-    EXPECT_NE(Template[1].pValue, nullptr);
+    EXPECT_EQ(made.entries[1].type, CKA_ID);
+    EXPECT_EQ(made.entries[1].ulValueLen, row.length);
+    EXPECT_NE(made.entries[1].pValue, nullptr);
   }
 }
 
@@ -200,9 +202,9 @@ TEST_F(AttributesTest, AMethodThatNoValueNeedsMayBeMissing) {
 TEST_F(AttributesTest, ANullElementRaisesATextInsteadOfKillingTheJvm) {
   EXPECT_EQ(build({env.attribute(CKA_LABEL, env.bytes("label")), nullptr}),
             "Attribute2CKAttribute - attribute is NULL");
-  ASSERT_EQ(TemplateLen, 2U);
+  ASSERT_EQ(made.count, 2U);
   EXPECT_EQ(value(0), "\"label\"");
-  EXPECT_EQ(Template[1].pValue, nullptr);
+  EXPECT_EQ(made.entries[1].pValue, nullptr);
   EXPECT_EQ(env.calls("GetIntField"), 1);
 }
 
@@ -218,9 +220,9 @@ TEST_F(AttributesTest, TypesAreSignExtended) {
     elements.push_back(env.attribute(type, nullptr));
   }
   EXPECT_EQ(build(elements), "");
-  ASSERT_EQ(TemplateLen, std::size(types));
-  for (CK_ULONG i = 0; i < TemplateLen; ++i) {
-    EXPECT_EQ(Template[i].type, types[i].second) << i;
+  ASSERT_EQ(made.count, std::size(types));
+  for (CK_ULONG i = 0; i < made.count; ++i) {
+    EXPECT_EQ(made.entries[i].type, types[i].second) << i;
   }
 }
 
@@ -233,7 +235,7 @@ TEST_F(AttributesTest, AnIntegerFillsTheLowHalfOnly) {
                                                   {INT_MIN, "0000008000000000"}};
   for (const auto& [number, bytes] : numbers) {
     EXPECT_EQ(build({env.attribute(CKA_MODULUS_BITS, env.integer(number))}), "");
-    EXPECT_EQ(Template[0].ulValueLen, 8U);
+    EXPECT_EQ(made.entries[0].ulValueLen, 8U);
     EXPECT_EQ(value(0), bytes);
   }
 }
@@ -244,7 +246,7 @@ TEST_F(AttributesTest, ABooleanIsOneOnlyForExactlyOne) {
     const jobject value = env.boolean(true);
     env.target(value)->constructedWith = {jvm::Value{'Z', answer, nullptr}};
     EXPECT_EQ(build({env.attribute(CKA_TOKEN, value)}), "");
-    EXPECT_EQ(Template[0].ulValueLen, 1U);
+    EXPECT_EQ(made.entries[0].ulValueLen, 1U);
     EXPECT_EQ(this->value(0), byte) << answer;
   }
 }
@@ -267,16 +269,16 @@ TEST_F(AttributesTest, AStringKeepsItsCharacterCountAndItsWholeModifiedUtf8Form)
   };
   for (const auto& row : rows) {
     EXPECT_EQ(build({env.attribute(CKA_LABEL, env.string("", row.characters))}), "");
-    EXPECT_EQ(Template[0].ulValueLen, row.length);
-    ASSERT_NE(Template[0].pValue, nullptr);
-    EXPECT_EQ(std::string(static_cast<const char*>(Template[0].pValue)), row.modifiedUtf8);
+    EXPECT_EQ(made.entries[0].ulValueLen, row.length);
+    ASSERT_NE(made.entries[0].pValue, nullptr);
+    EXPECT_EQ(std::string(static_cast<const char*>(made.entries[0].pValue)), row.modifiedUtf8);
   }
 }
 
 TEST_F(AttributesTest, AnEmptyByteArrayHasAValueOfNoBytes) {
   EXPECT_EQ(build({env.attribute(CKA_ID, env.bytes(""))}), "");
-  EXPECT_EQ(Template[0].ulValueLen, 0U);
-  EXPECT_NE(Template[0].pValue, nullptr);
+  EXPECT_EQ(made.entries[0].ulValueLen, 0U);
+  EXPECT_NE(made.entries[0].pValue, nullptr);
 }
 
 TEST_F(AttributesTest, BytesAreCopiedWhole) {
@@ -295,14 +297,13 @@ TEST_F(AttributesTest, AValueOfAnyOtherClassIsTakenForAByteArray) {
 
 class ReadTemplateTest : public UnboundTest {
 protected:
-  ~ReadTemplateTest() override { freeReadTemplate(Template, TemplateLen); }
+  ~ReadTemplateTest() override { freeReadTemplate(made); }
 
   std::string build(jintArray types) {
-    return raisedBy([&] { Attribute2CKAttribute_Get(jni, types, Template, TemplateLen); });
+    return raisedBy([&] { Attribute2CKAttribute_Get(jni, types, made); });
   }
 
-  CK_ATTRIBUTE_PTR Template = nullptr;
-  CK_ULONG TemplateLen = 0;
+  Template made = {};
 };
 
 // One buffer in all, whatever the number of attributes: this is why entries are read and converted one at a time.
@@ -313,27 +314,27 @@ TEST_F(ReadTemplateTest, AllEntriesShareOneBuffer) {
     GetArrayLength types
     ReleaseIntArrayElements types mode 0
   )");
-  ASSERT_EQ(TemplateLen, 4U);
+  ASSERT_EQ(made.count, 4U);
   const CK_ATTRIBUTE_TYPE types[] = {0x0, 0x3, 0xFFFFFFFFFFFFFFFF, 0xFFFFFFFF80000001};
-  for (CK_ULONG i = 0; i < TemplateLen; ++i) {
-    EXPECT_EQ(Template[i].type, types[i]) << i;
-    EXPECT_EQ(Template[i].pValue, Template[0].pValue) << i;
-    EXPECT_EQ(Template[i].ulValueLen, 2048U) << i;
+  for (CK_ULONG i = 0; i < made.count; ++i) {
+    EXPECT_EQ(made.entries[i].type, types[i]) << i;
+    EXPECT_EQ(made.entries[i].pValue, made.entries[0].pValue) << i;
+    EXPECT_EQ(made.entries[i].ulValueLen, 2048U) << i;
   }
-  ASSERT_NE(Template[0].pValue, nullptr);
-  EXPECT_EQ(bytesAt(Template[0].pValue, 2048), "2048*00");
+  ASSERT_NE(made.entries[0].pValue, nullptr);
+  EXPECT_EQ(bytesAt(made.entries[0].pValue, 2048), "2048*00");
 }
 
 TEST_F(ReadTemplateTest, NoTypesLeaveTheTemplateAsItWas) {
   CK_ATTRIBUTE elsewhere = {};
   for (const jintArray none : {env.ints("types", {}), jintArray(nullptr)}) {
-    Template = &elsewhere;
-    TemplateLen = 77;
+    made.entries = &elsewhere;
+    made.count = 77;
     EXPECT_EQ(build(none), "");
-    EXPECT_EQ(Template, &elsewhere);
-    EXPECT_EQ(TemplateLen, 0U);
+    EXPECT_EQ(made.entries, &elsewhere);
+    EXPECT_EQ(made.count, 0U);
   }
-  Template = nullptr;
+  made.entries = nullptr;
   EXPECT_EQ(env.calls("GetIntArrayElements"), 1) << "a null array must not reach the JVM";
 }
 
@@ -341,8 +342,8 @@ TEST_F(ReadTemplateTest, RefusedElementsRaiseAText) {
   env.failNext("GetIntArrayElements", jvm::Leaving::Exception);
   EXPECT_EQ(build(env.ints("types", {CKA_CLASS})), "Attribute2CKAttribute_Get - attributes are NULL");
   EXPECT_TRACE("GetIntArrayElements types -> null");
-  EXPECT_EQ(Template, nullptr);
-  EXPECT_EQ(TemplateLen, 0U);
+  EXPECT_EQ(made.entries, nullptr);
+  EXPECT_EQ(made.count, 0U);
 }
 
 TEST_F(ReadTemplateTest, NoOldValueRemainsWhereARefusedReadWasToGo) {

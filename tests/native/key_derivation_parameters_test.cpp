@@ -2,6 +2,7 @@
 /// kinds is in mechanisms_test.cpp.
 #include "marshalling_test.h"
 #include "mechanism_kinds.h"
+#include "mechanisms.h"
 
 #include <algorithm>
 

@@ -3,6 +3,7 @@
 #include "freed_blocks.h"
 #include "marshalling_test.h"
 #include "mechanism_kinds.h"
+#include "mechanisms.h"
 
 namespace {
 

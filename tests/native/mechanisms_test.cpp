@@ -2,6 +2,7 @@
 /// kinds.
 #include "marshalling_test.h"
 #include "mechanism_kinds.h"
+#include "mechanisms.h"
 
 #include <climits>
 #include <set>

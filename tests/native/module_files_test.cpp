@@ -1,7 +1,8 @@
 /// What a load reads from the file system: where the module lies, and the configuration file beside it. Linked from the
 /// library's own objects, for the functions that it does not export and for the texts that it raises to C++ callers.
-#include "../../src/Harlune/module_files.h"
+#include "module.h"
 #include "module_copies.h"
+#include "module_files.h"
 #include "native_test.h"
 
 #include <cstring>

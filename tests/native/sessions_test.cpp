@@ -1,4 +1,5 @@
 /// Opening sessions on a slot, closing all of them, and which session a Java object stands for.
+#include "lookups.h"
 #include "method_path.h"
 
 #include <algorithm>

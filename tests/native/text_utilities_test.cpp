@@ -1,5 +1,6 @@
 /// The console tracer, the log hook and the two text helpers.
 #include "native_test.h"
+#include "text_utilities.h"
 
 #include <array>
 #include <cstring>

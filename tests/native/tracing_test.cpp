@@ -1,6 +1,7 @@
 /// What the log hook hears beyond the entry and the exit of a method. The hook of the shipped library does nothing, so
 /// this test is linked from the library's own objects with a hook that listens.
 #include "native_test.h"
+#include "templates.h"
 
 #include <cstdarg>
 #include <cstdio>

@@ -2,6 +2,7 @@
 /// each block is given back exactly once, and none with a secret in it.
 #include "allocations.h"
 #include "suite.h"
+#include "templates.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -134,19 +135,17 @@ TEST(FaultsMemoryWatchTest, SeesASecret) {
   MemoryWatch memory;
   World world(*withValue);
   EXPECT_NONFATAL_FAILURE(
-      memory.around(world, 0,
-                    [&world] {
-                      CK_ATTRIBUTE_PTR Template = nullptr;
-                      CK_ULONG count = 0;
-                      Attribute2CKAttribute(
-                          world.jni,
-                          world.env.attributes("",
-                                               {world.env.attribute(CKA_VALUE, world.env.bytes("0123456789abcdef"))}),
-                          Template, count);
-                      std::free(Template[0].pValue);
-                      Template[0].pValue = nullptr;
-                      freeTemplate(Template, count);
-                    }),
+      memory.around(
+          world, 0,
+          [&world] {
+            Template made = {};
+            Attribute2CKAttribute(
+                world.jni,
+                world.env.attributes("", {world.env.attribute(CKA_VALUE, world.env.bytes("0123456789abcdef"))}), made);
+            std::free(made.entries[0].pValue);
+            made.entries[0].pValue = nullptr;
+            freeTemplate(made);
+          }),
       "a piece of a secret");
 }
 

@@ -1,5 +1,7 @@
 #include "verdict.h"
 
+#include "templates.h"
+
 #include <algorithm>
 #include <cstdlib>
 

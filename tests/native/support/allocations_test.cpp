@@ -1,5 +1,6 @@
 #include "allocations.h"
 #include "native_test.h"
+#include "templates.h"
 
 #include <cstdlib>
 #include <gtest/gtest-spi.h>
@@ -10,13 +11,10 @@ namespace {
 /// Templates come and go through exported functions, so blocks can be mistreated here.
 class AllocationScopeTest : public NativeTest {
 protected:
-  void make() {
-    Attribute2CKAttribute(jni, env.attributes("template", {env.attribute(3, env.bytes("secret"))}), Template, count);
-  }
-  void giveBack() { freeTemplate(Template, count); }
+  void make() { Attribute2CKAttribute(jni, env.attributes("template", {env.attribute(3, env.bytes("secret"))}), made); }
+  void giveBack() { freeTemplate(made); }
 
-  CK_ATTRIBUTE_PTR Template = nullptr;
-  CK_ULONG count = 0;
+  Template made = {};
 };
 
 TEST_F(AllocationScopeTest, CountsTheBlocksOfTheLibrary) {
@@ -33,8 +31,8 @@ TEST_F(AllocationScopeTest, CountsTheBlocksOfTheLibrary) {
 TEST_F(AllocationScopeTest, FindsABlockThatIsNeverGivenBack) {
   auto scope = std::make_unique<AllocationScope>();
   make();
-  void* const kept = Template[0].pValue;
-  Template[0].pValue = nullptr;
+  void* const kept = made.entries[0].pValue;
+  made.entries[0].pValue = nullptr;
   giveBack();
   EXPECT_NONFATAL_FAILURE(scope.reset(), "a block of 6 bytes was never given back");
   std::free(kept);
@@ -43,7 +41,7 @@ TEST_F(AllocationScopeTest, FindsABlockThatIsNeverGivenBack) {
 TEST_F(AllocationScopeTest, FindsABlockThatIsGivenBackTwice) {
   auto scope = std::make_unique<AllocationScope>();
   make();
-  std::free(Template[0].pValue);
+  std::free(made.entries[0].pValue);
   giveBack();
   EXPECT_NONFATAL_FAILURE(scope.reset(), "a block of 6 bytes was given back twice");
 }
@@ -51,7 +49,7 @@ TEST_F(AllocationScopeTest, FindsABlockThatIsGivenBackTwice) {
 TEST_F(AllocationScopeTest, FindsAWriteAfterABlockWasGivenBack) {
   auto scope = std::make_unique<AllocationScope>();
   make();
-  auto* const value = static_cast<volatile CK_BYTE*>(Template[0].pValue);
+  auto* const value = static_cast<volatile CK_BYTE*>(made.entries[0].pValue);
   giveBack();
   value[0] = 1;
   EXPECT_NONFATAL_FAILURE(scope.reset(), "written to after it was given back");

@@ -1,4 +1,4 @@
-/// The chapters of the function table.
+/// The sections of the function table.
 #pragma once
 
 #include "recording_env.h"

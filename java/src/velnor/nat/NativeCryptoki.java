@@ -11,6 +11,8 @@ public final class NativeCryptoki {
     public NativeCryptoki() {
     }
 
+    // --- Module and lifecycle: module.cpp
+
     /**
      * Binds a PKCS#11 module, in place of the one bound so far, which is finalised and closed.
      *
@@ -52,6 +54,8 @@ public final class NativeCryptoki {
      */
     public native boolean IsSecondAuthenticationRequired();
 
+    // --- Module and lifecycle: lifecycle.cpp
+
     /**
      * Initialises the module, and binds the module loaded last first when none is bound. The module is given no
      * arguments, so it must not be called from several threads at once unless its vendor allows it.
@@ -75,6 +79,8 @@ public final class NativeCryptoki {
      * @return the information; its library version is that of {@code libharlune.so}
      */
     public native Info GetInfo();
+
+    // --- Slots: slots.cpp
 
     /**
      * Lists the module's slots.

@@ -69,28 +69,7 @@ public final class NativeSession implements Pkcs11Session {
         return "NativeSession[" + m_sessionHandle + " on " + slot + "]";
     }
 
-    /**
-     * Logs in, for all sessions with this token.
-     *
-     * <p>A login that exists already is an exception (0x100).
-     *
-     * @param userType 0 the security officer, 1 the user, 2 the user once more for one operation ({@code CKU_})
-     * @param pin the PIN; the token is given its modified UTF-8 form
-     */
-    public native void J_Login(byte userType, String pin);
-
-    /** Logs out, for all sessions with this token. */
-    public native void J_Logout();
-
-    /** Closes the session. The object keeps its handle, which the module no longer knows. */
-    public native void J_CloseSession();
-
-    /**
-     * Tells the session's state.
-     *
-     * @return the information
-     */
-    public native SessionInfo J_GetSessionInfo();
+    // --- Slots: administration.cpp
 
     /**
      * Sets the user's PIN; the security officer must be logged in. An empty PIN is refused.
@@ -106,6 +85,35 @@ public final class NativeSession implements Pkcs11Session {
      * @param newPin the PIN from now on
      */
     public native void J_SetPIN(String oldPin, String newPin);
+
+    // --- Sessions: sessions.cpp
+
+    /** Closes the session. The object keeps its handle, which the module no longer knows. */
+    public native void J_CloseSession();
+
+    /**
+     * Tells the session's state.
+     *
+     * @return the information
+     */
+    public native SessionInfo J_GetSessionInfo();
+
+    // --- Sessions: login.cpp
+
+    /**
+     * Logs in, for all sessions with this token.
+     *
+     * <p>A login that exists already is an exception (0x100).
+     *
+     * @param userType 0 the security officer, 1 the user, 2 the user once more for one operation ({@code CKU_})
+     * @param pin the PIN; the token is given its modified UTF-8 form
+     */
+    public native void J_Login(byte userType, String pin);
+
+    /** Logs out, for all sessions with this token. */
+    public native void J_Logout();
+
+    // --- Sessions: operation_state.cpp
 
     /**
      * Saves the state of the session's operation.
@@ -123,6 +131,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native void J_SetOperationState(byte[] operationState, long encryptionKey, long authenticationKey);
 
+    // --- Sessions: parallel_functions.cpp
+
     /**
      * Asks for the status of a function that runs in parallel. Modules have had none since PKCS#11 2.01 and answer
      * {@code CKR_FUNCTION_NOT_PARALLEL} (0x51), which is thrown.
@@ -132,21 +142,7 @@ public final class NativeSession implements Pkcs11Session {
     /** Cancels a function that runs in parallel; see {@link #J_GetFunctionStatus()}. */
     public native void J_CancelFunction();
 
-    /**
-     * Fills a region of an array with random bytes from the token.
-     *
-     * <p>A token that refuses the seed throws under the name {@code J_SeedRandom}, and no bytes are made. A null
-     * seed throws under that name too, but the bytes have been made.
-     *
-     * @param hSession the session's handle, all 64 bits of it; that of this object is {@link #sessionHandle()}
-     * @param bSeed whether to mix the seed into the token's generator first
-     * @param seed the seed, all of it; not looked at without {@code bSeed}
-     * @param random the array to fill
-     * @param randOff where to begin in the array
-     * @param randLen how many bytes to make
-     */
-    public native void J_GenerateRandom(long hSession, boolean bSeed, byte[] seed, byte[] random, int randOff,
-            int randLen);
+    // --- Objects: objects.cpp
 
     /**
      * Creates an object.
@@ -180,6 +176,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native int J_GetObjectSize(long object);
 
+    // --- Objects: attribute_access.cpp
+
     /**
      * Reads one attribute. Every refusal is an exception.
      *
@@ -207,6 +205,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native void J_SetAttributeValue(long object, Attribute[] template);
 
+    // --- Objects: search.cpp
+
     /**
      * Finds objects.
      *
@@ -225,6 +225,8 @@ public final class NativeSession implements Pkcs11Session {
      * @return all objects that match, in the module's order, or <strong>null when none does</strong>
      */
     public native CryptokiObject[] J_FindObjects(Attribute[] template, int[] attributes);
+
+    // --- Cryptographic operations: encryption.cpp
 
     /**
      * Encrypts a part of the data.
@@ -309,6 +311,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native int J_EncryptFinal(byte[] enc, int encOff);
 
+    // --- Cryptographic operations: decryption.cpp
+
     /**
      * Starts a decryption.
      *
@@ -383,6 +387,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native int J_DecryptFinal(byte[] data, int dataOff);
 
+    // --- Cryptographic operations: digesting.cpp
+
     /**
      * Adds the value of a secret key to a digest.
      *
@@ -455,6 +461,8 @@ public final class NativeSession implements Pkcs11Session {
      * @return the number of bytes written, or needed when the array is null
      */
     public native int J_DigestFinal(byte[] digest, int off);
+
+    // --- Cryptographic operations: signing.cpp
 
     /**
      * Starts a signature.
@@ -562,6 +570,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native int J_SignRecover(byte[] data, int dataOff, int dataLen, byte[] signature, int signOff);
 
+    // --- Cryptographic operations: verification.cpp
+
     /**
      * Adds a part of the data to a verification.
      *
@@ -641,6 +651,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native int J_VerifyRecover(byte[] signature, int signOff, int signLen, byte[] data, int dataOff);
 
+    // --- Cryptographic operations: dual_functions.cpp
+
     /**
      * Decrypts a part and adds what comes out to a digest; both operations must have been started. It is told how
      * much room the array has behind the offset and refuses when that is too little.
@@ -702,6 +714,26 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native int J_DecryptVerifyUpdate(byte[] encryptedPart, int encOff, int encLen, byte[] part, int off);
 
+    // --- Cryptographic operations: random.cpp
+
+    /**
+     * Fills a region of an array with random bytes from the token.
+     *
+     * <p>A token that refuses the seed throws under the name {@code J_SeedRandom}, and no bytes are made. A null
+     * seed throws under that name too, but the bytes have been made.
+     *
+     * @param hSession the session's handle, all 64 bits of it; that of this object is {@link #sessionHandle()}
+     * @param bSeed whether to mix the seed into the token's generator first
+     * @param seed the seed, all of it; not looked at without {@code bSeed}
+     * @param random the array to fill
+     * @param randOff where to begin in the array
+     * @param randLen how many bytes to make
+     */
+    public native void J_GenerateRandom(long hSession, boolean bSeed, byte[] seed, byte[] random, int randOff,
+            int randLen);
+
+    // --- Keys: key_generation.cpp
+
     /**
      * Generates a secret key, or domain parameters.
      *
@@ -721,6 +753,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native long[] J_GenerateKeyPair(Mechanism mechanism, Attribute[] publicTemplate,
             Attribute[] privateTemplate);
+
+    // --- Keys: key_wrapping.cpp
 
     /**
      * Encrypts a key under another one.
@@ -747,6 +781,8 @@ public final class NativeSession implements Pkcs11Session {
      */
     public native long J_UnwrapKey(Mechanism mechanism, long unwrappingKey, byte[] wrappedKey, int off, int len,
             Attribute[] template);
+
+    // --- Keys: key_derivation.cpp
 
     /**
      * Derives a key. <strong>The result is not the key's handle</strong>: after a success, {@link

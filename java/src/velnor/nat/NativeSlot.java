@@ -38,6 +38,8 @@ public final class NativeSlot implements Slot {
         return "NativeSlot[" + Integer.toUnsignedString(m_slotID) + "]";
     }
 
+    // --- Slots: slots.cpp
+
     /**
      * Tells about the slot.
      *
@@ -53,6 +55,8 @@ public final class NativeSlot implements Slot {
      * @return the information
      */
     public native TokenInfo J_GetTokenInfo();
+
+    // --- Slots: mechanism_queries.cpp
 
     /**
      * Tells what mechanisms the token has, <strong>half of them</strong>: the array has as many elements as the
@@ -71,6 +75,18 @@ public final class NativeSlot implements Slot {
      * @return the information
      */
     public native MechanismInfo J_GetMechanismInfo(int mechanismType);
+
+    // --- Slots: administration.cpp
+
+    /**
+     * Initialises the token: everything on it is destroyed.
+     *
+     * @param soPin the security officer's PIN
+     * @param tokenLabel the label; 32 bytes of it are used, and a shorter one is padded with blanks
+     */
+    public native void J_InitToken(String soPin, String tokenLabel);
+
+    // --- Sessions: sessions.cpp
 
     /**
      * Opens a session.
@@ -95,12 +111,4 @@ public final class NativeSlot implements Slot {
 
     /** Closes all sessions with the token in this slot, those of {@link NativeSession} objects too. */
     public native void J_CloseAllSessions();
-
-    /**
-     * Initialises the token: everything on it is destroyed.
-     *
-     * @param soPin the security officer's PIN
-     * @param tokenLabel the label; 32 bytes of it are used, and a shorter one is padded with blanks
-     */
-    public native void J_InitToken(String soPin, String tokenLabel);
 }

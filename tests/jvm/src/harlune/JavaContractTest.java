@@ -4,6 +4,8 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 import static org.junit.jupiter.api.DynamicTest.dynamicTest;
 
+import harlune.support.Exports;
+
 import java.io.IOException;
 import java.lang.invoke.MethodType;
 import java.lang.reflect.Field;
@@ -110,10 +112,10 @@ class JavaContractTest {
 
     @Test
     void theLibraryExportsThemUnderTheNamesThatAJvmDerives() throws IOException {
-        Set<String> exported = Files.readAllLines(SOURCES.resolve("src/Harlune/exports.txt")).stream()
-                .filter(line -> line.startsWith("Java_")).collect(Collectors.toCollection(TreeSet::new));
+        Set<String> exported = Exports.bySource().values().stream().flatMap(List::stream)
+                .collect(Collectors.toCollection(TreeSet::new));
         Set<String> derived = Stream.of(NativeCryptoki.class, NativeSlot.class, NativeSession.class)
-                .flatMap(JavaContractTest::natives).map(JavaContractTest::exportedName)
+                .flatMap(JavaContractTest::natives).map(Exports::name)
                 .collect(Collectors.toCollection(TreeSet::new));
         assertEquals(String.join("\n", exported), String.join("\n", derived));
     }
@@ -144,20 +146,5 @@ class JavaContractTest {
 
     private static Stream<Method> natives(Class<?> owner) {
         return Arrays.stream(owner.getDeclaredMethods()).filter(m -> Modifier.isNative(m.getModifiers()));
-    }
-
-    /** The short name of a method, and behind it the parameters of one that is overloaded. */
-    private static String exportedName(Method method) {
-        String name = "Java_" + mangle(method.getDeclaringClass().getName().replace('.', '/')) + "_"
-                + mangle(method.getName());
-        boolean overloaded = natives(method.getDeclaringClass())
-                .filter(m -> m.getName().equals(method.getName())).count() > 1;
-        String parameters = Arrays.stream(method.getParameterTypes()).map(Class::descriptorString)
-                .collect(Collectors.joining());
-        return overloaded ? name + "__" + mangle(parameters) : name;
-    }
-
-    private static String mangle(String text) {
-        return text.replace("_", "_1").replace(";", "_2").replace("[", "_3").replace("/", "_");
     }
 }

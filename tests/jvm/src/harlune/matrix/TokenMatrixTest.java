@@ -45,22 +45,22 @@ class TokenMatrixTest {
     @TestFactory
     List<DynamicTest> trials() {
         List<DynamicTest> tests = new ArrayList<>();
-        for (Chapter chapter : List.of(
-                new ModuleChapter(cryptoki, OUTCOMES),
-                new SlotChapter(cryptoki, OUTCOMES),
-                new SessionChapter(cryptoki, OUTCOMES),
-                new ObjectChapter(cryptoki, OUTCOMES),
-                new CipherChapter(cryptoki, OUTCOMES),
-                new DigestChapter(cryptoki, OUTCOMES),
-                new SignatureChapter(cryptoki, OUTCOMES),
-                new DualChapter(cryptoki, OUTCOMES),
-                new KeyChapter(cryptoki, OUTCOMES),
-                new RemainingChapter(cryptoki, OUTCOMES),
-                new AdministrationChapter(cryptoki, OUTCOMES))) {
-            String title = chapter.getClass().getSimpleName().replace("Chapter", "");
-            for (Chapter.Planned planned : chapter.trials()) {
+        for (Trials trials : List.of(
+                new ModuleTrials(cryptoki, OUTCOMES),
+                new SlotsTrials(cryptoki, OUTCOMES),
+                new SessionsTrials(cryptoki, OUTCOMES),
+                new ObjectsTrials(cryptoki, OUTCOMES),
+                new EncryptionTrials(cryptoki, OUTCOMES),
+                new DigestingTrials(cryptoki, OUTCOMES),
+                new SigningTrials(cryptoki, OUTCOMES),
+                new DualFunctionsTrials(cryptoki, OUTCOMES),
+                new KeysTrials(cryptoki, OUTCOMES),
+                new RemainingTrials(cryptoki, OUTCOMES),
+                new AdministrationTrials(cryptoki, OUTCOMES))) {
+            String title = trials.getClass().getSimpleName().replace("Trials", "");
+            for (Trials.Planned planned : trials.planned()) {
                 String name = title + ": " + planned.what() + (planned.with().isEmpty() ? "" : ", " + planned.with());
-                tests.add(dynamicTest(name, () -> chapter.run(planned)));
+                tests.add(dynamicTest(name, () -> trials.run(planned)));
             }
         }
         tests.add(dynamicTest("outcomes are the known ones", TokenMatrixTest::outcomesAreTheKnownOnes));

@@ -1,6 +1,7 @@
 package harlune.matrix;
 
 import harlune.matrix.Outcomes.Line;
+import harlune.support.Exports;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
@@ -20,8 +21,8 @@ import java.util.stream.Collectors;
 
 /**
  * The tables of docs/tokens.md, made of the outcomes in tests/tokens/outcomes. As a program it takes outcomes over:
- * {@code TokenTable SOURCES FOUND} copies those of the directory FOUND, which a test run has made, into the sources,
- * notes the versions of the modules, and writes the tables anew.
+ * {@code TokenTable FOUND} copies those of the directory FOUND, which a test run has made, into the sources, notes the
+ * versions of the modules, and writes the tables anew.
  */
 final class TokenTable {
     private static final String BEGIN = "<!-- The tables are generated: see \"How the tables are made\". -->\n";
@@ -93,8 +94,8 @@ final class TokenTable {
     }
 
     public static void main(String[] arguments) throws IOException, InterruptedException {
-        Path sources = Path.of(arguments[0]);
-        Path found = Path.of(arguments[1]);
+        Path sources = Exports.SOURCES;
+        Path found = Path.of(arguments[0]);
         Files.createDirectories(directory(sources));
         List<String> lines = new ArrayList<>();
         for (Column column : COLUMNS) {
@@ -148,8 +149,8 @@ final class TokenTable {
 
     private String methodTable() {
         StringBuilder table = new StringBuilder(header("Native method"));
-        NativeMethods.chapters().forEach((chapter, methods) -> {
-            table.append(row("**" + chapter + "**", column -> ""));
+        NativeMethods.bySource().forEach((source, methods) -> {
+            table.append(row("**" + source + "**", column -> ""));
             for (String method : methods) {
                 table.append(row("`" + method + "`", column -> cell(column, method)));
             }

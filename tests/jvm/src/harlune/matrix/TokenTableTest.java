@@ -27,7 +27,7 @@ class TokenTableTest {
     private static final Path SOURCES = Path.of(System.getProperty("harlune.sources"));
 
     @Test
-    void everyNativeMethodHasItsChapter() {
+    void everyNativeMethodIsInTheTables() {
         assertEquals(NativeMethods.declared().collect(Collectors.toSet()), new HashSet<>(NativeMethods.all().values()));
     }
 

@@ -17,7 +17,7 @@ import velnor.Mechanism;
 import velnor.nat.NativeCryptoki;
 
 /** Digests and their saved states. */
-final class DigestChapter extends Chapter {
+final class DigestingTrials extends Trials {
     private static final byte[] DATA = bytes(200);
     private static final int FIRST = 77;
     private static final byte[] KEY = bytes(24);
@@ -34,7 +34,7 @@ final class DigestChapter extends Chapter {
         }
     }
 
-    DigestChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    DigestingTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

@@ -20,7 +20,7 @@ import velnor.CryptokiObject;
 import velnor.nat.NativeCryptoki;
 
 /** Objects: made, copied, changed, read, found and destroyed. */
-final class ObjectChapter extends Chapter {
+final class ObjectsTrials extends Trials {
     private static final byte[] NEW_LABEL = "another label".getBytes(StandardCharsets.US_ASCII);
     private static final byte[] VALUE = bytes(100);
     private static int objects;
@@ -28,7 +28,7 @@ final class ObjectChapter extends Chapter {
     /** Of each trial's object its own: a TPM keeps session objects. */
     private byte[] label;
 
-    ObjectChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    ObjectsTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

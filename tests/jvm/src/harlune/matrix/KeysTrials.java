@@ -19,7 +19,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.params.KEYDERIVATIONSTRINGDATA;
 
 /** Keys: made, wrapped, unwrapped and derived. */
-final class KeyChapter extends Chapter {
+final class KeysTrials extends Trials {
     private static final byte[] DATA = bytes(32);
     private static final byte[] WRAPPING_KEY = bytes(32);
     private static final byte[] KEY = bytes(24);
@@ -35,7 +35,7 @@ final class KeyChapter extends Chapter {
         }
     }
 
-    KeyChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    KeysTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

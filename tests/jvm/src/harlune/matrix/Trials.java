@@ -29,13 +29,13 @@ import velnor.nat.NativeSlot;
  * writes down whether the token did it; their results are then checked like those of any test. What merely has to be
  * there, such as a key, is called plainly, and a token that refuses it ends the trial without an outcome.
  */
-abstract class Chapter {
+abstract class Trials {
     /** A trial in a session of its own, the user logged in. */
     interface Trial {
         void run() throws Exception;
     }
 
-    record Planned(Chapter chapter, String what, String with, boolean inSession, Trial trial) {
+    record Planned(Trials trials, String what, String with, boolean inSession, Trial trial) {
     }
 
     protected final Outcomes outcomes;
@@ -44,12 +44,12 @@ abstract class Chapter {
     protected NativeSession session;
     /** The session's handle, for the methods that take it as an argument. */
     protected long h;
-    private final List<Planned> trials = new ArrayList<>();
+    private final List<Planned> planned = new ArrayList<>();
     private String with;
     /** Whether the token has done something in this trial: from then on every result has to be right. */
     private boolean done;
 
-    Chapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    Trials(NativeCryptoki cryptoki, Outcomes outcomes) {
         this.cryptoki = cryptoki;
         this.outcomes = outcomes;
         slot = Tokens.slot(cryptoki, Tokens.LABEL);
@@ -58,17 +58,17 @@ abstract class Chapter {
     /** Says what there is to try on this token. */
     abstract void plan();
 
-    List<Planned> trials() {
+    List<Planned> planned() {
         plan();
-        return trials;
+        return planned;
     }
 
     protected final void trial(String what, String with, Trial trial) {
-        trials.add(new Planned(this, what, with, true, trial));
+        planned.add(new Planned(this, what, with, true, trial));
     }
 
     protected final void trialWithoutSession(String what, Trial trial) {
-        trials.add(new Planned(this, what, "", false, trial));
+        planned.add(new Planned(this, what, "", false, trial));
     }
 
     /** Runs a trial; what it leaves behind ends with its session. */

@@ -15,10 +15,10 @@ import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
 
 /** Sessions, login, random numbers. */
-final class SessionChapter extends Chapter {
+final class SessionsTrials extends Trials {
     private static final int PUBLIC_SESSION = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 
-    SessionChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    SessionsTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

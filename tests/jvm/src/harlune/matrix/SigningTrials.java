@@ -22,7 +22,7 @@ import velnor.Mechanism;
 import velnor.nat.NativeCryptoki;
 
 /** Signatures and their verification, each side checked by the JDK where that has the key. */
-final class SignatureChapter extends Chapter {
+final class SigningTrials extends Trials {
     /** As long as a SHA-256 digest, which is what ECDSA signs. */
     private static final byte[] DATA = bytes(32);
     private static final byte[] MAC_KEY = bytes(32);
@@ -48,7 +48,7 @@ final class SignatureChapter extends Chapter {
     private record Signing(String name, Mechanism mechanism, boolean inParts, KeyMaker keys) {
     }
 
-    SignatureChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    SigningTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

@@ -20,7 +20,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.params.OAEPParams;
 
 /** Encryption and decryption, between the token and the JDK where both have the key. */
-final class CipherChapter extends Chapter {
+final class EncryptionTrials extends Trials {
     private static final byte[] DATA = bytes(48);
     private static final byte[] IV = bytes(8);
     /** Bytes of a ciphertext under the RSA keys here. */
@@ -48,7 +48,7 @@ final class CipherChapter extends Chapter {
     private record Cipher(String name, Mechanism mechanism, boolean inParts, KeyMaker keys) {
     }
 
-    CipherChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    EncryptionTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

@@ -9,8 +9,8 @@ import java.util.List;
 import velnor.nat.NativeCryptoki;
 
 /** The module as a whole: loading, life and death, information. Leaves it initialised. */
-final class ModuleChapter extends Chapter {
-    ModuleChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+final class ModuleTrials extends Trials {
+    ModuleTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

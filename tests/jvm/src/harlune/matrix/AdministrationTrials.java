@@ -15,14 +15,14 @@ import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
 import velnor.nat.NativeSlot;
 
-/** PINs are set and changed, and in the end the token is initialised anew: nothing can be tried after this chapter. */
-final class AdministrationChapter extends Chapter {
+/** PINs are set and changed, and in the end the token is initialised anew: nothing can be tried after these. */
+final class AdministrationTrials extends Trials {
     private static final int PUBLIC_SESSION = CKF_SERIAL_SESSION | CKF_RW_SESSION;
     private static final String NEW_PIN = "65432109".substring(0, Tokens.PIN.length());
 
     private static final String LABEL = "initialised";
 
-    AdministrationChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+    AdministrationTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 

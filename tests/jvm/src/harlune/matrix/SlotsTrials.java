@@ -18,8 +18,8 @@ import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSlot;
 
 /** Slots, their tokens, and what those can do. */
-final class SlotChapter extends Chapter {
-    SlotChapter(NativeCryptoki cryptoki, Outcomes outcomes) {
+final class SlotsTrials extends Trials {
+    SlotsTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }
 
