@@ -23,8 +23,7 @@ constexpr char kRest[] = "remains";
 constexpr CK_OBJECT_HANDLE kKey = World::hSecretKey;
 constexpr jint kReadWrite = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 
-// --- What methods find when they are called
-// ----------------------------------------------------------------------------
+// --- What methods find when they are called -------------------------------------------------------------------------
 
 void finalized(World& world) {
   Java_velnor_nat_NativeCryptoki_Finalize(world.jni, world.cryptoki, nullptr);
@@ -84,8 +83,7 @@ void decryptingAndVerifying(World& world) {
   World::startVerifying(world);
 }
 
-// --- The rows, in the order of exports.txt
-// -----------------------------------------------------------------------------
+// --- The rows, in the order of exports.txt --------------------------------------------------------------------------
 
 #define NATIVE(name) .symbol = #name, .signature = signatureOf(name)
 #define CRYPTOKI(name) NATIVE(Java_velnor_nat_NativeCryptoki_##name)
