@@ -128,6 +128,9 @@ void Judge::judgeReport(Run& run, std::size_t at, const Report& report) {
     const bool outgrown = call->Rv == CKR_BUFFER_TOO_SMALL && report.code == CKR_HOST_MEMORY;
     EXPECT_TRUE(!report.isText && (report.code == low32(call->Rv) || outgrown)) << lines[at];
     run.workerRefused = run.inWorker;
+    if (run.workerRefused && reportsTwice(*subject_.method)) {
+      EXPECT_EQ(next, lines[at]) << "not reported again";
+    }
   } else if (isRefused(previous) || (before && before->function == kConversion)) {
     EXPECT_TRUE(report.isText && report.code == CKR_GENERAL_ERROR) << lines[at];
   } else {
