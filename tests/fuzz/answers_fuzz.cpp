@@ -58,7 +58,7 @@ constexpr std::uint64_t kLongestList = 1200;
 constexpr std::uint64_t kLongestOutput = 4096;
 
 struct Case {
-  const faults::Method* method = nullptr;
+  const registry::Method* method = nullptr;
   std::map<std::string_view, std::string_view> words;
   std::vector<jint> types;
 
@@ -127,14 +127,14 @@ void run(fuzz::World& world, const Case& input) {
 
 /// Operations run before the call, unless the call is to start one itself.
 void prepare(fuzz::World& world, const Case& input) {
-  if (input.says("noinit") || !input.method->takes(faults::Kind::Object)) {
+  if (input.says("noinit") || !input.method->takes(registry::Kind::Object)) {
     world.startEverything();
   }
 }
 
 /// The module's functions that a method calls when all goes well.
-const std::vector<std::string>& functionsOf(const faults::Method& method) {
-  static std::map<const faults::Method*, std::vector<std::string>> known;
+const std::vector<std::string>& functionsOf(const registry::Method& method) {
+  static std::map<const registry::Method*, std::vector<std::string>> known;
   std::vector<std::string>& functions = known[&method];
   if (functions.empty()) {
     for (const char* const words : {"type=0", "type=0 noinit"}) {
@@ -203,7 +203,7 @@ std::string lieOf(std::string_view line) {
   return " " + fuzz::oneOf(values, line) + " length=" + claim + " count=" + claim;
 }
 
-std::string answerOf(std::string_view line, const faults::Method& method, bool wild) {
+std::string answerOf(std::string_view line, const registry::Method& method, bool wild) {
   const std::string_view whole = line;
   const std::string_view function = cut(line, ' ');
   std::string result =
@@ -225,7 +225,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr std::size_t kMostAnswers = 40;
   static const auto methods = fuzz::methodsWhere([](const auto&) { return true; });
   std::string_view rest(reinterpret_cast<const char*>(data), size);
-  const faults::Method& method = fuzz::choose(methods, cut(rest, '\n'));
+  const registry::Method& method = fuzz::choose(methods, cut(rest, '\n'));
   Case input = read(cut(rest, '\n'));
   input.method = &method;
   const bool wild = input.says("wild");

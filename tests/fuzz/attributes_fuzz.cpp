@@ -78,9 +78,9 @@ jobjectArray toJava(fuzz::World& world, const Template& from, const char* name) 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto methods = fuzz::methodsWhere([](const auto& m) { return m.takes(faults::Kind::ObjectArray); });
+  static const auto methods = fuzz::methodsWhere([](const auto& m) { return m.takes(registry::Kind::ObjectArray); });
   std::string_view rest(reinterpret_cast<const char*>(data), size);
-  const faults::Method& method = fuzz::choose(methods, cut(rest, '\n'));
+  const registry::Method& method = fuzz::choose(methods, cut(rest, '\n'));
   fuzz::World world;
   Template templates[2];
   unsigned current = 0;
@@ -117,7 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   arguments.handle = static_cast<jlong>(fuzz::World::hSecretKey);
   world.call(method, arguments);
 
-  const bool pair = method.javaName == "J_GenerateKeyPair";
+  const bool pair = method.javaName() == "J_GenerateKeyPair";
   const bool refused = templates[0].hasNullElement || (pair && templates[1].hasNullElement);
   const std::vector<std::string> calls = world.moduleLines();
   if (refused) {

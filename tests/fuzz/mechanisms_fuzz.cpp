@@ -112,10 +112,10 @@ jobject makeParameter(fuzz::World& world, CK_MECHANISM_TYPE code, std::string_vi
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const auto methods =
-      fuzz::methodsWhere([](const auto& m) { return m.className == "NativeSession" && m.takes(faults::Kind::Object); });
+  static const auto methods = fuzz::methodsWhere(
+      [](const auto& m) { return m.className() == "NativeSession" && m.takes(registry::Kind::Object); });
   std::string_view rest(reinterpret_cast<const char*>(data), size);
-  const faults::Method& method = fuzz::choose(methods, cut(rest, '\n'));
+  const registry::Method& method = fuzz::choose(methods, cut(rest, '\n'));
   const CK_MECHANISM_TYPE code = codeOf(cut(rest, '\n'));
   fuzz::World world;
   fuzz::Arguments arguments;

@@ -1,6 +1,6 @@
 #include "world.h"
 
-#include "../native/faults/tables.h"
+#include "../native/rules/tables.h"
 #include "input.h"
 #include "trace.h"
 
@@ -151,9 +151,9 @@ void World::refuseAllocation(std::uint64_t n) {
   allocationsUntilRefusal = n;
 }
 
-jvalue World::argument(const faults::Method& method, const Arguments& arguments, std::size_t index) {
-  using faults::Kind;
-  const std::vector<Kind>& kinds = method.parameters;
+jvalue World::argument(const registry::Method& method, const Arguments& arguments, std::size_t index) {
+  using registry::Kind;
+  const std::vector<Kind>& kinds = method.signature.parameters;
   const auto follows = [&](std::size_t distance) {
     return index >= distance && kinds[index - distance] == Kind::ByteArray;
   };
@@ -161,7 +161,7 @@ jvalue World::argument(const faults::Method& method, const Arguments& arguments,
     return std::find(kinds.begin() + static_cast<std::ptrdiff_t>(at) + 1, kinds.end(), Kind::ByteArray) == kinds.end();
   };
   const auto isOutput = [&](std::size_t at) {
-    return isLastArray(at) && (method.fillsCallersArray() || method.javaName == "J_GenerateRandom");
+    return isLastArray(at) && (method.fillsCallersArray() || method.javaName() == "J_GenerateRandom");
   };
   jvalue value = {};
   switch (kinds[index]) {
@@ -182,7 +182,7 @@ jvalue World::argument(const faults::Method& method, const Arguments& arguments,
                   : arguments.handle;
     break;
   case Kind::Object:
-    value.l = method.className == "NativeSession" ? arguments.mechanism : nullptr;
+    value.l = method.className() == "NativeSession" ? arguments.mechanism : nullptr;
     break;
   case Kind::String:
     value.l =
@@ -205,17 +205,17 @@ jvalue World::argument(const faults::Method& method, const Arguments& arguments,
   return value;
 }
 
-void World::call(const faults::Method& method, const Arguments& arguments) {
+void World::call(const registry::Method& method, const Arguments& arguments) {
   std::vector<jvalue> values;
-  for (std::size_t i = 0; i < method.parameters.size(); ++i) {
+  for (std::size_t i = 0; i < method.signature.parameters.size(); ++i) {
     values.push_back(argument(method, arguments, i));
   }
-  const jobject self = method.isStatic                       ? env.classOf("velnor/nat/" + method.className)
-                       : method.className == "NativeSlot"    ? env.slot("slot", 0x11)
-                       : method.className == "NativeSession" ? env.session("session", static_cast<jlong>(hSession))
-                                                             : env.object("self", "velnor/nat/" + method.className);
+  const jobject self = method.signature.isStatic               ? env.classOf("velnor/nat/" + method.className())
+                       : method.className() == "NativeSlot"    ? env.slot("slot", 0x11)
+                       : method.className() == "NativeSession" ? env.session("session", static_cast<jlong>(hSession))
+                                                               : env.object("self", "velnor/nat/" + method.className());
   token().listen(listen);
-  method.call(env.jni(), self, values);
+  method.signature.call(env.jni(), self, values);
   allocationsUntilRefusal = 0;
   static const bool shows = std::getenv("HARLUNE_FUZZ_SHOW") != nullptr;
   if (shows) {
@@ -229,7 +229,7 @@ std::vector<std::string> World::moduleLines() const {
   return jvm::moduleLines(env.journal());
 }
 
-void World::judgeLoans(const faults::Method& method) const {
+void World::judgeLoans(const registry::Method& method) const {
   env.loans.checkGuards();
   for (const std::string& name : env.loans.out()) {
     const bool mayStay = std::any_of(faults::kKeptLoans.begin(), faults::kKeptLoans.end(), [&](const auto& kept) {
@@ -241,7 +241,7 @@ void World::judgeLoans(const faults::Method& method) const {
   }
 }
 
-void World::judgeReports(const faults::Method& method) const {
+void World::judgeReports(const registry::Method& method) const {
   // Exceptions come from reports, which read as one line when they are well-formed, or from the JVM.
   for (const std::string& line : jvm::folded(env.journal())) {
     if (startsWith(line, "Throw ")) {
@@ -272,12 +272,12 @@ void World::judgeReports(const faults::Method& method) const {
   }
 }
 
-const faults::Method& choose(const std::vector<const faults::Method*>& methods, std::string_view word) {
-  for (const faults::Method* const method : methods) {
+const registry::Method& choose(const std::vector<const registry::Method*>& methods, std::string_view word) {
+  for (const registry::Method* const method : methods) {
     const std::string& symbol = method->symbol;
     const std::size_t overload = symbol.find("__");
-    if (method->javaName == word ||
-        (overload != std::string::npos && method->javaName + symbol.substr(overload) == word)) {
+    if (method->javaName() == word ||
+        (overload != std::string::npos && method->javaName() + symbol.substr(overload) == word)) {
       return *method;
     }
   }

@@ -2,7 +2,7 @@
 /// recording environment takes for a failed test ends the process, which is how a fuzzer learns of it.
 #pragma once
 
-#include "../native/faults/methods.h"
+#include "../native/registry/methods.h"
 #include "../native/support/native_test.h"
 
 #include <string>
@@ -48,7 +48,7 @@ public:
   void refuseAllocation(std::uint64_t n);
 
   /// Calls the method and judges what it leaves behind: guard zones, loans, reports.
-  void call(const faults::Method& method, const Arguments& arguments);
+  void call(const registry::Method& method, const Arguments& arguments);
 
   /// What the module was asked during the call, one line each.
   std::vector<std::string> moduleLines() const;
@@ -56,9 +56,9 @@ public:
   jvm::RecordingEnv env;
 
 private:
-  jvalue argument(const faults::Method& method, const Arguments& arguments, std::size_t index);
-  void judgeLoans(const faults::Method& method) const;
-  void judgeReports(const faults::Method& method) const;
+  jvalue argument(const registry::Method& method, const Arguments& arguments, std::size_t index);
+  void judgeLoans(const registry::Method& method) const;
+  void judgeReports(const registry::Method& method) const;
 
   JNINativeInterface_ table_;
   std::size_t templates_ = 0;
@@ -66,9 +66,9 @@ private:
 
 /// The methods that a predicate holds for.
 template <typename Predicate>
-std::vector<const faults::Method*> methodsWhere(Predicate&& predicate) {
-  std::vector<const faults::Method*> chosen;
-  for (const faults::Method& method : faults::allMethods()) {
+std::vector<const registry::Method*> methodsWhere(Predicate&& predicate) {
+  std::vector<const registry::Method*> chosen;
+  for (const registry::Method& method : registry::allMethods()) {
     if (predicate(method)) {
       chosen.push_back(&method);
     }
@@ -77,6 +77,6 @@ std::vector<const faults::Method*> methodsWhere(Predicate&& predicate) {
 }
 
 /// The method that a word names, with or without the mark of its overload; else any of them.
-const faults::Method& choose(const std::vector<const faults::Method*>& methods, std::string_view word);
+const registry::Method& choose(const std::vector<const registry::Method*>& methods, std::string_view word);
 
 }  // namespace fuzz

@@ -1,5 +1,6 @@
 /// Reading and writing the attributes of one object.
-#include "object_methods.h"
+#include "conversions.h"
+#include "native_test.h"
 
 #include <gmock/gmock.h>
 

@@ -202,7 +202,7 @@ TEST_P(OffsetTest, NegativeOffsetsAndLengthsReachTheModuleSignExtended) {
   arguments.input.length = -6;
   arguments.second.offset = -7;
   arguments.second.length = -8;
-  if (method.keepsInput) {
+  if (method.row.keepsInput) {
     expectOut({"input"});
   } else if (callersArray) {
     giveBackOutputAfterFailure();

@@ -1,5 +1,6 @@
 /// Generating keys and key pairs.
-#include "object_methods.h"
+#include "conversions.h"
+#include "native_test.h"
 
 #include <gmock/gmock.h>
 

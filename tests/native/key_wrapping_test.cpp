@@ -1,5 +1,6 @@
 /// Wrapping, unwrapping and deriving keys.
-#include "object_methods.h"
+#include "conversions.h"
+#include "native_test.h"
 
 #include <gmock/gmock.h>
 

@@ -1,107 +1,14 @@
-/// What the methods on objects and keys take from the allocator: given back exactly once, wiped, and never missed.
+/// In which order the methods on objects and keys give their memory back, and how much of it searches, reads and wraps
+/// take.
 #include "allocations.h"
-#include "object_methods.h"
+#include "native_test.h"
 
 #include <algorithm>
-#include <functional>
 #include <gmock/gmock.h>
 
 namespace {
 
 constexpr jint kHostMemory = CKR_HOST_MEMORY;
-constexpr std::size_t kTelling = 6;  // bytes of a secret that are never met by chance
-
-/// Fails the test for every block that still shows a piece of a secret when it is given back.
-void watchForSecrets(AllocationScope& scope) {
-  scope.onFree([](const unsigned char* block, std::size_t size) {
-    const std::string freed(reinterpret_cast<const char*>(block), size);
-    for (const std::string& secret : kSecrets) {
-      for (std::size_t at = 0; at + kTelling <= secret.size(); ++at) {
-        if (freed.find(secret.substr(at, kTelling)) != std::string::npos) {
-          ADD_FAILURE() << "a block of " << size << " bytes was given back with a secret at its byte "
-                        << freed.find(secret.substr(at, kTelling));
-          return;
-        }
-      }
-    }
-  });
-}
-
-class KeysAllocationsTest : public ObjectMethodTest {
-protected:
-  /// One call under watch; answers how many allocations it made.
-  unsigned watchedCall(std::string& result, unsigned failing = 0) {
-    AllocationScope scope;
-    watchForSecrets(scope);
-    if (failing != 0) {
-      scope.failNth(failing);
-    }
-    result = call();
-    EXPECT_FALSE(scope.failureLeft());
-    return scope.count();
-  }
-  unsigned watchedCall() {
-    std::string ignored;
-    return watchedCall(ignored);
-  }
-  bool allocates() const {
-    const std::string name = GetParam().test;
-    return name != "DestroyObject" && name != "GetObjectSize";
-  }
-};
-
-INSTANTIATE_TEST_SUITE_P(Every, KeysAllocationsTest, ::testing::ValuesIn(kObjectMethods), nameOfMethod);
-
-TEST_P(KeysAllocationsTest, GivesBackAndWipesWhatASuccessTook) {
-  const unsigned count = watchedCall();
-  EXPECT_EQ(env.pending(), "");
-  EXPECT_EQ(count > 0, allocates());
-}
-
-// Without a failure there is no exception among the blocks, so that every byte of every block can be asked for.
-TEST_P(KeysAllocationsTest, WipesTheWholeOfEveryBlock) {
-  AllocationScope scope;
-  scope.onFree([](const unsigned char* block, std::size_t size) {
-    EXPECT_TRUE(std::all_of(block, block + size, [](unsigned char c) { return c == 0; })) << size << " bytes";
-  });
-  call();
-  EXPECT_EQ(env.pending(), "");
-}
-
-TEST_P(KeysAllocationsTest, GivesBackAndWipesAfterEveryRefusedJniCall) {
-  EXPECT_GE(forEveryRefusal(jvm::Leaving::Exception, [this] { watchedCall(); }), 2);
-}
-
-TEST_P(KeysAllocationsTest, GivesBackAndWipesAfterEveryFailedModuleCall) {
-  int failures = 0;
-  for (unsigned long n = 1;; ++n) {
-    startOver();
-    module.failCall(n, CKR_DEVICE_ERROR);
-    const unsigned long before = module.calls();
-    watchedCall();
-    if (module.calls() - before < n) {
-      break;
-    }
-    ++failures;
-  }
-  EXPECT_GT(failures, 0);
-  module.failCall(0, CKR_OK);
-}
-
-TEST_P(KeysAllocationsTest, ReportsEveryFailedAllocation) {
-  const unsigned all = watchedCall();
-  for (unsigned n = 1; n <= all; ++n) {
-    SCOPED_TRACE("allocation " + std::to_string(n) + " of " + std::to_string(all));
-    startOver();
-    std::string result;
-    watchedCall(result, n);
-    if (GetParam().toleratesFailedReads && n == all) {
-      continue;  // the read buffer, see below
-    }
-    expectFailed(result);
-    expectReport(kHostMemory);
-  }
-}
 
 /// The freed sizes that a test knows by heart, in the journal.
 class OrderOfCleanUpTest : public NativeTest {

@@ -501,11 +501,4 @@ INSTANTIATE_TEST_SUITE_P(
                       Flags{"HighHalf", "C_GetInfo flags=0x500000003", "Info(Version(40, 2), 3", false}),
     [](const auto& test) { return std::string(test.param.name); });
 
-TEST_F(LifecycleTest, GetInfoNeverCallsAnEmptyEntry) {
-  load(modules::kListEmpty);
-  bInitialized = true;
-  EXPECT_EQ(GetInfo(), nullptr);
-  EXPECT_EQ(env.pendingReport()->code, 0x54);
-}
-
 }  // namespace

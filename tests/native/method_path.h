@@ -1,6 +1,6 @@
 /// The path of a native method through the JVM and the module: a table of steps states the whole of it, and from that
-/// table come the tests of the good path, of every step that the JVM can refuse, of every module call that can fail, of
-/// a module that is not there, and of the widths in which slots and sessions reach the module.
+/// table come the tests of the good path and of every step that the JVM can refuse, each with its text. What all
+/// methods have in common is tested in tests/native/rules.
 ///
 ///   INSTANTIATE_METHOD_PATHS(Login, loginPaths());
 #pragma once
@@ -10,7 +10,6 @@
 #include <functional>
 #include <ostream>
 #include <string>
-#include <tuple>
 #include <vector>
 
 class PathTest;
@@ -82,14 +81,6 @@ protected:
     lines.insert(lines.end(), tail.begin(), tail.end());
     return jvm::joined(lines);
   }
-
-  static std::size_t firstModuleCall(const MethodPath& path) {
-    std::size_t i = 0;
-    while (i < path.steps.size() && !isModuleCall(path.steps[i])) {
-      ++i;
-    }
-    return i;
-  }
 };
 
 // --- Every path --------------------------------------------------------------------------------------------------
@@ -108,33 +99,9 @@ TEST_P(MethodPathTest, GoesWell) {
   EXPECT_EQ(env.pending(), "");
 }
 
-TEST_P(MethodPathTest, LooksAtNothingBeforeTheLibraryIsInitialised) {
-  const MethodPath& path = GetParam();
-  given([&] { Java_velnor_nat_NativeCryptoki_Finalize(jni, cryptoki, nullptr); });
-  EXPECT_EQ(path.call(*this), nullptr);
-  EXPECT_EQ(pathTo(path, 0, {"report \"" + path.report + "\" 0x190"}), takeTrace());
-}
-
-TEST_P(MethodPathTest, CountsAModuleWithoutAFunctionListAsNotInitialised) {
-  const MethodPath& path = GetParam();
-  begin(path);
-  functionList = nullptr;
-  EXPECT_EQ(path.call(*this), nullptr);
-  EXPECT_EQ(pathTo(path, firstModuleCall(path), {"report \"" + path.report + "\" 0x190"}), takeTrace());
-}
-
-TEST_P(MethodPathTest, AnswersAnEmptyEntryOfTheModuleWithoutCallingIt) {
-  const MethodPath& path = GetParam();
-  begin(path);
-  static CK_FUNCTION_LIST empty = {};
-  functionList = &empty;
-  EXPECT_EQ(path.call(*this), nullptr);
-  EXPECT_EQ(pathTo(path, firstModuleCall(path), {"report \"" + path.report + "\" 0x54"}), takeTrace());
-}
-
 // --- Paths that end early ----------------------------------------------------------------------------------------
 
-/// A path and the step that does not go well.
+/// A path and the step that the JVM refuses.
 struct Detour {
   std::string name;
   MethodPath path;
@@ -156,12 +123,11 @@ inline std::string stepName(const MethodPath& path, std::size_t step) {
   return name;
 }
 
-template <typename Wanted>
-std::vector<Detour> detours(const std::vector<MethodPath>& paths, Wanted&& wanted) {
+inline std::vector<Detour> refusals(const std::vector<MethodPath>& paths) {
   std::vector<Detour> result;
   for (const MethodPath& path : paths) {
     for (std::size_t i = 0; i < path.steps.size(); ++i) {
-      if (wanted(path.steps[i])) {
+      if (!path.steps[i].refused.empty()) {
         result.push_back({stepName(path, i), path, i});
       }
     }
@@ -169,21 +135,7 @@ std::vector<Detour> detours(const std::vector<MethodPath>& paths, Wanted&& wante
   return result;
 }
 
-inline std::vector<Detour> refusals(const std::vector<MethodPath>& paths) {
-  return detours(paths, [](const Step& step) { return !step.refused.empty(); });
-}
-
-inline std::vector<Detour> moduleCalls(const std::vector<MethodPath>& paths) {
-  return detours(paths, [](const Step& step) { return step.line.rfind("C_", 0) == 0; });
-}
-
-inline std::vector<Detour> handleReads(const std::vector<MethodPath>& paths) {
-  return detours(paths, [](const Step& step) { return step.line.rfind("GetIntField ", 0) == 0; });
-}
-
-class DetourTest : public PathTest, public ::testing::WithParamInterface<Detour> {};
-
-class RefusedStepTest : public DetourTest {
+class RefusedStepTest : public PathTest, public ::testing::WithParamInterface<Detour> {
 protected:
   void isReported(jvm::Leaving leaving) {
     const auto& [name, path, refused] = GetParam();
@@ -212,117 +164,11 @@ TEST_P(RefusedStepTest, RaisesItsTextOverThePendingException) {
   EXPECT_EQ(env.pendingClass(), "velnor/CryptokiException");
 }
 
-/// A return value of the module, as the module's journal shows it and as the report does.
-struct Answer {
-  const char* name;
-  CK_RV Rv;
-  const char* shown;
-  const char* reported;
-};
-
-inline void PrintTo(const Answer& answer, std::ostream* out) {
-  *out << answer.name;
-}
-
-// The last one is a failure although its low 32 bits, all that Java sees of it, are CKR_OK.
-inline constexpr Answer kFailures[] = {
-    {"Standard", CKR_DEVICE_ERROR, "CKR_DEVICE_ERROR", "0x30"},
-    {"WithoutDescription", CKR_KEY_TYPE_INCONSISTENT, "CKR_KEY_TYPE_INCONSISTENT", "0x63"},
-    {"OfVendor", 0x80000001, "0x80000001", "0x80000001"},
-    {"AllOnes", ~CK_RV(0), "0xFFFFFFFFFFFFFFFF", "0xFFFFFFFF"},
-    {"HighHalfOnly", 0x100000000, "0x100000000", "0 \"VENDOR DEFINED                    \""},
-};
-
-class FailedModuleCallTest : public PathTest, public ::testing::WithParamInterface<std::tuple<Detour, Answer>> {};
-
-TEST_P(FailedModuleCallTest, CarriesTheCodeUnderTheMethodsName) {
-  const auto& [detour, answer] = GetParam();
-  const auto& [name, path, failing] = detour;
-  const std::string& line = path.steps[failing].line;
-  begin(path);
-  unsigned long call = 0;
-  for (std::size_t i = 0; i <= failing; ++i) {
-    call += isModuleCall(path.steps[i]) ? 1 : 0;
-  }
-  module.failCall(call, answer.Rv);
-  EXPECT_EQ(path.call(*this), nullptr);
-  const std::string answered = line.substr(0, line.find(" -> ")) + " -> " + answer.shown;
-  std::string trace = takeTrace();
-  // What the module tells beside its failure is its own affair.
-  if (const std::size_t at = trace.find(answered); at != std::string::npos) {
-    const std::size_t rest = at + answered.size();
-    trace.erase(rest, trace.find('\n', rest) - rest);
-  }
-  EXPECT_EQ(pathTo(path, failing, {answered, "report \"" + path.report + "\" " + answer.reported}), trace);
-}
-
-/// A Java value of a slot's or session's field, and the 64 bits that the module must see.
-struct Width {
-  jlong java;
-  const char* seen;
-};
-
-class HandleWidthTest : public DetourTest {
-protected:
-  /// The first call of the module must name the slot or session as `seen`.
-  void reachTheModule(const std::vector<Width>& widths) {
-    const auto& [name, path, read] = GetParam();
-    const bool isSession = path.steps[read].line == "GetIntField session m_sessionHandle";
-    begin(path);
-    for (const Width& width : widths) {
-      SCOPED_TRACE(width.seen);
-      env.set(isSession ? session : slot, isSession ? "m_sessionHandle" : "m_slotID",
-              isSession ? width.java : static_cast<jint>(width.java));
-      module.failCall(1, CKR_DEVICE_ERROR);
-      path.call(*this);
-      const std::string asked = path.steps[firstModuleCall(path)].line;
-      const std::string expected = asked.substr(0, asked.find(' ')) + (isSession ? " session=" : " slot=") + width.seen;
-      const std::string trace = takeModuleTrace();
-      EXPECT_EQ(trace.substr(0, expected.size()), expected);
-      EXPECT_TRUE(trace[expected.size()] == ' ') << trace;
-    }
-  }
-};
-
-// Handles pass through a Java int, and modules see its sign in all 64 bits: those that hand out such handles get back
-// what they gave, and callers of -1 ask for "all ones".
-TEST_P(HandleWidthTest, IsSignExtended) {
-  reachTheModule(
-      {{0, "0x0"}, {0x7FFFFFFF, "0x7FFFFFFF"}, {-1, "0xFFFFFFFFFFFFFFFF"}, {-0x80000000LL, "0xFFFFFFFF80000000"}});
-}
-
-class SessionWidthTest : public HandleWidthTest {};
-
-// The field is a Java long, of which only the low 32 bits are read.
-TEST_P(SessionWidthTest, LosesItsHighHalf) {
-  reachTheModule({{0x80000000LL, "0xFFFFFFFF80000000"},
-                  {0x100000001LL, "0x1"},
-                  {0x5500000000LL, "0x0"},
-                  {-0x100000000LL + 7, "0x7"}});
-}
-
-inline std::vector<Detour> sessionReads(const std::vector<MethodPath>& paths) {
-  return detours(paths, [](const Step& step) { return step.line == "GetIntField session m_sessionHandle"; });
-}
-
-// A chapter may have no method that reads a field.
-GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(SessionWidthTest);
-GTEST_ALLOW_UNINSTANTIATED_PARAMETERIZED_TEST(HandleWidthTest);
-
 template <typename Param>
 std::string pathName(const ::testing::TestParamInfo<Param>& tested) {
   return tested.param.name;
 }
 
-inline std::string failureName(const ::testing::TestParamInfo<std::tuple<Detour, Answer>>& tested) {
-  return std::get<Detour>(tested.param).name + "_" + std::get<Answer>(tested.param).name;
-}
-
-#define INSTANTIATE_METHOD_PATHS(chapter, paths)                                                                       \
-  INSTANTIATE_TEST_SUITE_P(chapter, MethodPathTest, ::testing::ValuesIn(paths), pathName<MethodPath>);                 \
-  INSTANTIATE_TEST_SUITE_P(chapter, RefusedStepTest, ::testing::ValuesIn(refusals(paths)), pathName<Detour>);          \
-  INSTANTIATE_TEST_SUITE_P(                                                                                            \
-      chapter, FailedModuleCallTest,                                                                                   \
-      ::testing::Combine(::testing::ValuesIn(moduleCalls(paths)), ::testing::ValuesIn(kFailures)), failureName);       \
-  INSTANTIATE_TEST_SUITE_P(chapter, HandleWidthTest, ::testing::ValuesIn(handleReads(paths)), pathName<Detour>);       \
-  INSTANTIATE_TEST_SUITE_P(chapter, SessionWidthTest, ::testing::ValuesIn(sessionReads(paths)), pathName<Detour>)
+#define INSTANTIATE_METHOD_PATHS(source, paths)                                                                        \
+  INSTANTIATE_TEST_SUITE_P(source, MethodPathTest, ::testing::ValuesIn(paths), pathName<MethodPath>);                  \
+  INSTANTIATE_TEST_SUITE_P(source, RefusedStepTest, ::testing::ValuesIn(refusals(paths)), pathName<Detour>)

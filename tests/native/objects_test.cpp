@@ -1,5 +1,6 @@
 /// Creating, copying, destroying and sizing objects.
-#include "object_methods.h"
+#include "conversions.h"
+#include "native_test.h"
 
 namespace {
 

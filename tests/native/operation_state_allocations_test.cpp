@@ -58,15 +58,6 @@ TEST_F(OperationStateMemoryTest, IsNotTakenBeforeTheLengthIsKnown) {
   }
 }
 
-TEST_F(OperationStateMemoryTest, ComesBackWipedWhenTheArrayIsRefused) {
-  env.failNext("NewByteArray");
-  AllocationScope memory;
-  const FreedBlocks freed(memory);
-  EXPECT_EQ(getOperationState(), nullptr);
-  ASSERT_NE(smallBlock(freed), nullptr);
-  EXPECT_TRUE(smallBlock(freed)->wiped);
-}
-
 // A null buffer would make the second call another length query, and the state one of nothing.
 TEST_F(OperationStateMemoryTest, IsReportedWhenRefusedAndTheModuleIsNotAskedAgain) {
   AllocationScope memory;

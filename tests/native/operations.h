@@ -1,9 +1,13 @@
-/// The native methods of the operation families as one table. What they share is tested over its rows; the columns show
-/// in what they differ.
+/// The native methods of the operation families: the rows of the registry with the texts of their input and output.
+/// What only these families share is tested over them; the columns show in what they differ.
 #pragma once
 
+#include "conversions.h"
+#include "methods.h"
 #include "native_test.h"
+#include "registry/methods.h"
 
+#include <optional>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -35,8 +39,8 @@ struct Result {
 
 /// The worker that starts an operation and reports under a name of its own.
 struct Worker {
-  const char* name;
-  const char* function;
+  std::string name;
+  std::string function;
   bool takesKey;
 };
 
@@ -46,25 +50,31 @@ enum class Output { None, NewArray, CallersArray };
 enum class Sizing { Growing, LengthQuery, Fixed };
 enum class AfterFailure { CopiedBack, ReleasedDetached };
 
-struct Method {
-  const char* title;
-  const char* name;      ///< what failures are reported under
-  const char* function;  ///< the module's
-  Result (*call)(const Arguments&);
-  Session session = Session::Argument;
-  Starts starts = Starts::Nothing;
-  const Worker* worker = nullptr;
+/// What only these families have.
+struct Texts {
   const char* input = nullptr;         ///< the input's name in the module's journal, null without input
   const char* inputMissing = nullptr;  ///< null: the module judges
-  const char* sample = "REC:";         ///< what the toy accepts as input
-  Output output = Output::None;
-  const char* refused = nullptr;  ///< the text for a new array that cannot be made
+  const char* refused = nullptr;       ///< the text for a new array that cannot be made
   Sizing sizing = Sizing::Growing;
-  AfterFailure afterFailure = AfterFailure::CopiedBack;
-  jint preset = 0;                  ///< the length that an uninitialised library answers
-  bool releasesUnguarded = false;   ///< the input, whether it was borrowed or not
-  bool keepsInput = false;          ///< for ever
-  bool takesMechanismOnly = false;  ///< converts a mechanism itself, without a worker
+  const char* sample = "REC:";  ///< what the toy accepts as input
+};
+
+struct Method : Texts {
+  /// Of the method `symbol` of NativeSession; whatever is not a text stands in its row of the registry.
+  Method(const std::string& symbol, const Texts& texts);
+
+  Result call(const Arguments& arguments) const;
+
+  const registry::Method& row;
+  std::string name;      ///< what failures are reported under
+  std::string function;  ///< the module's
+  Session session;
+  Starts starts;
+  std::optional<Worker> worker;
+  Output output;
+  AfterFailure afterFailure;
+  bool takesMechanismOnly;  ///< converts a mechanism itself, without a worker
+  std::string title;
 };
 
 void PrintTo(const Method& method, std::ostream* out);
@@ -112,8 +122,8 @@ protected:
   Arguments arguments;
 };
 
-/// The five lines that convert the mechanism of the fixture above, which has no parameter.
-extern const char* const kConversion;
+/// The lines that convert the mechanism of the fixture above, which has no parameter.
+inline const std::string kConversion = mechanismLines("mechanism");
 
 inline constexpr char kTooMuch[] = "the pkcs#11 library reports more than it was given room for";
 

@@ -8,7 +8,7 @@ class OperationTest : public MethodTest {
 protected:
   /// Announces what a method that failed in the module's call does not give back.
   void expectLoansAfterFailure() {
-    if (method.keepsInput) {
+    if (method.row.keepsInput) {
       expectOut({"input"});
     } else if (method.output == Output::CallersArray) {
       giveBackOutputAfterFailure();
@@ -16,110 +16,20 @@ protected:
   }
 };
 
-TEST_P(OperationTest, RefusesAnUninitialisedLibraryBeforeAnythingElse) {
-  bInitialized = false;
-  arguments.bInit = JNI_TRUE;
-  const Result result = call();
-  EXPECT_EQ(result.array, nullptr);
-  EXPECT_EQ(result.length, method.preset);
-  EXPECT_TRACE(report("0x190") +
-               (method.releasesUnguarded ? "ReleaseByteArrayElements input elements=null mode 2" : ""));
-}
-
-TEST_P(OperationTest, TreatsAMissingFunctionListAsUninitialised) {
-  functionList = nullptr;
-  expectLoansAfterFailure();
-  EXPECT_EQ(call().array, nullptr);
-  EXPECT_EQ(env.pendingReport().value_or(jvm::Report{}).function, method.name);
-  EXPECT_EQ(env.pendingReport().value_or(jvm::Report{}).code, 0x190);
-}
-
-TEST_P(OperationTest, NeverCallsAnEmptyEntryOfTheModule) {
-  CK_FUNCTION_LIST empty = {};
-  functionList = &empty;
-  expectLoansAfterFailure();
-  EXPECT_EQ(call().array, nullptr);
-  EXPECT_EQ(env.pendingReport().value_or(jvm::Report{}).function, method.name);
-  EXPECT_EQ(env.pendingReport().value_or(jvm::Report{}).code, 0x54);
-}
-
-TEST_P(OperationTest, ReportsWhatTheModuleAnswers) {
-  answer("0x80000001");
-  if (method.starts == Starts::Always) {
-    // The worker reports first; Java sees the second exception, which reads the same.
-    EXPECT_EQ(call().array, nullptr);
-    EXPECT_EQ(env.thrown().size(), 2U);
-  } else {
-    expectLoansAfterFailure();
-    EXPECT_EQ(call().array, nullptr);
-    EXPECT_EQ(env.thrown().size(), 1U);
-  }
-  const jvm::Report report = env.pendingReport().value_or(jvm::Report{});
-  EXPECT_EQ(report.function, method.name);
-  EXPECT_EQ(report.code, -2147483647);
-  EXPECT_EQ(report.message, jvm::paddedDescription(0x80000001));
-}
-
-TEST_P(OperationTest, HandsTheSessionOver) {
-  arguments.session = env.session("wide", 0x180000001);
-  arguments.hSession = 0x123456789ABCDEF0;
-  answer("CKR_SESSION_HANDLE_INVALID");
-  expectLoansAfterFailure();
-  call();
-  // The object's field is a long read as an int; an argument is taken whole.
-  const char* const expected =
-      method.session == Session::Object ? " session=0xFFFFFFFF80000001 " : " session=0x123456789ABCDEF0 ";
-  const std::string trace = takeModuleTrace();
-  EXPECT_NE(trace.find(expected), std::string::npos) << trace;
-}
-
-INSTANTIATE_TEST_SUITE_P(All, OperationTest, ::testing::ValuesIn(methods()), title);
-
-class SessionOfObjectTest : public OperationTest {};
-
-TEST_P(SessionOfObjectTest, NeedsTheClass) {
-  env.declareMissing("velnor/nat/NativeSession");
-  expectLoansAfterFailure();
-  EXPECT_EQ(call().array, nullptr);
-  const std::string trace = takeTrace();
-  EXPECT_NE(trace.find("FindClass velnor/nat/NativeSession -> null\n" +
-                       report(R"(5 "Class 'velnor/nat/NativeSession' not found")")),
-            std::string::npos)
-      << trace;
-  EXPECT_EQ(module.journal(), "");
-}
-
-TEST_P(SessionOfObjectTest, NeedsTheField) {
-  env.declareMissing("velnor/nat/NativeSession", "m_sessionHandle");
-  expectLoansAfterFailure();
-  EXPECT_EQ(call().array, nullptr);
-  const std::string trace = takeTrace();
-  EXPECT_NE(trace.find("GetFieldID velnor/nat/NativeSession m_sessionHandle J -> null\n" +
-                       report(R"(5 "Field m_sessionHandle' not found")")),
-            std::string::npos)
-      << trace;
-  EXPECT_EQ(module.journal(), "");
-}
-
-INSTANTIATE_TEST_SUITE_P(All, SessionOfObjectTest, ::testing::ValuesIn(methodsWhere([](const Method& m) {
-                           return m.session == Session::Object;
-                         })),
-                         title);
-
 class InputTest : public OperationTest {};
 
 TEST_P(InputTest, NeedsAnArray) {
   arguments.input.array = nullptr;
   EXPECT_EQ(call().array, nullptr);
   EXPECT_TRACE(report("5 \"" + std::string(method.inputMissing) + "\"") +
-               (method.releasesUnguarded ? "ReleaseByteArrayElements null elements=null mode 2" : ""));
+               (!method.row.emptyRelease.empty() ? "ReleaseByteArrayElements null elements=null mode 2" : ""));
 }
 
 TEST_P(InputTest, NeedsItsElements) {
   env.failNext("GetByteArrayElements", jvm::Leaving::Exception);
   EXPECT_EQ(call().array, nullptr);
   EXPECT_TRACE("GetByteArrayElements input -> null\n" + report("5 \"" + std::string(method.inputMissing) + "\"") +
-               (method.releasesUnguarded ? "ReleaseByteArrayElements input elements=null mode 2" : ""));
+               (!method.row.emptyRelease.empty() ? "ReleaseByteArrayElements input elements=null mode 2" : ""));
 }
 
 INSTANTIATE_TEST_SUITE_P(All, InputTest,

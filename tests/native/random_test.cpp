@@ -62,12 +62,11 @@ TEST_F(RandomTest, FillsAnArrayToItsLastByte) {
 }
 
 TEST_F(RandomTest, CopiesBackWhatAFailingModuleWrote) {
-  CK_FUNCTION_LIST list = *functionList;
-  list.C_GenerateRandom = [](CK_SESSION_HANDLE, CK_BYTE_PTR pRandomData, CK_ULONG) -> CK_RV {
+  OwnFunctionList list;
+  list->C_GenerateRandom = [](CK_SESSION_HANDLE, CK_BYTE_PTR pRandomData, CK_ULONG) -> CK_RV {
     std::memcpy(pRandomData, "half", 4);
     return CKR_DEVICE_ERROR;
   };
-  functionList = &list;
   generate(0, 8);
   EXPECT_EQ(env.show(random), "\"half456789abcdefghijklmnopqrstuv\"");
   EXPECT_TRACE(R"(
@@ -95,11 +94,10 @@ TEST_F(RandomTest, WidensTheLengthBySign) {
 }
 
 TEST_F(RandomTest, AddsANegativeOffsetAsItIs) {
-  CK_FUNCTION_LIST list = *functionList;
-  list.C_GenerateRandom = [](CK_SESSION_HANDLE, CK_BYTE_PTR pRandomData, CK_ULONG) -> CK_RV {
+  OwnFunctionList list;
+  list->C_GenerateRandom = [](CK_SESSION_HANDLE, CK_BYTE_PTR pRandomData, CK_ULONG) -> CK_RV {
     return std::memcmp(pRandomData + 3, "0123456789", 10) == 0 ? CKR_OK : CKR_DATA_INVALID;
   };
-  functionList = &list;
   generate(-3, 4);
   EXPECT_EQ(env.pending(), "");
 }
@@ -260,19 +258,6 @@ INSTANTIATE_TEST_SUITE_P(Random, RefusedSeedTest,
                                            SeedAnswer{"HighHalfOnly", "0x100000000",
                                                       "0 \"VENDOR DEFINED                    \""}),
                          [](const auto& tested) { return std::string(tested.param.name); });
-
-TEST_F(RandomTest, AnswersAnEmptySeedEntryOfTheModuleWithoutCallingIt) {
-  CK_FUNCTION_LIST list = *functionList;
-  list.C_SeedRandom = nullptr;
-  functionList = &list;
-  generate(JNI_TRUE, seed);
-  EXPECT_TRACE(R"(
-    GetByteArrayElements seed
-    GetArrayLength seed
-    report "J_SeedRandom" 0x54
-    ReleaseByteArrayElements seed mode 2
-  )");
-}
 
 // --- The worker
 // ----------------------------------------------------------------------------------------------------------

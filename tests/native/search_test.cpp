@@ -1,5 +1,6 @@
 /// Finding objects: as handles, and as objects with their attributes.
-#include "object_methods.h"
+#include "conversions.h"
+#include "native_test.h"
 
 #include <gmock/gmock.h>
 
@@ -345,14 +346,6 @@ TEST_P(ToleratedTest, ReadsAsNullAndGoesOn) {
   EXPECT_EQ(env.show(findWith({CKA_LABEL, CKA_VALUE})),
             R"([CryptokiObject(2820, [Attribute(3, null), Attribute(17, "contents")]), )"
             R"(CryptokiObject(2821, [Attribute(3, "pair"), Attribute(17, "certificate")])])");
-  EXPECT_EQ(env.pending(), "");
-}
-
-TEST_F(SearchTest, AModuleThatCannotReadAttributesStillFindsObjects) {
-  OwnFunctionList list;
-  list->C_GetAttributeValue = nullptr;
-  module.answer("C_FindObjects list=0xB04");
-  EXPECT_EQ(env.show(findWith({CKA_LABEL})), "[CryptokiObject(2820, [Attribute(3, null)])]");
   EXPECT_EQ(env.pending(), "");
 }
 

@@ -347,14 +347,6 @@ TEST_F(OpeningTest, MeasuresThePinInBytesOfModifiedUtf8) {
   )");
 }
 
-TEST_F(OpeningTest, AnswersAMissingLoginOfTheModuleWithoutCallingIt) {
-  CK_FUNCTION_LIST list = *functionList;
-  list.C_Login = nullptr;
-  functionList = &list;
-  EXPECT_EQ(openAsUser(), nullptr);
-  EXPECT_EQ(env.pending(), "CryptokiException(\"J_OpenSession\", 84, \"FUNCTION NOT SUPPORTED            \")");
-}
-
 // --- J_CloseAllSessions ----------------------------------------------------------------------------------------------
 
 TEST_F(OpeningTest, ClosesAllSessionsOfASlotThatHasNone) {

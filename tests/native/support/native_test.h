@@ -116,6 +116,20 @@ protected:
   jobject slot = env.slot("slot", 0x11);
 };
 
+/// A copy of the bound function list, in its place for as long as this lives: a test may spoil it.
+class OwnFunctionList {
+public:
+  OwnFunctionList() : list_(*functionList), original_(functionList) { functionList = &list_; }
+  OwnFunctionList(const OwnFunctionList&) = delete;
+  OwnFunctionList& operator=(const OwnFunctionList&) = delete;
+  ~OwnFunctionList() { functionList = original_; }
+  CK_FUNCTION_LIST* operator->() { return &list_; }
+
+private:
+  CK_FUNCTION_LIST list_;
+  CK_FUNCTION_LIST_PTR original_;
+};
+
 /// Compares the journal since the last look with the expected lines: indentation, empty lines and `#` lines are for the
 /// reader only; well-formed reports and session look-ups read as one line each (see trace.h).
 #define EXPECT_TRACE(text) EXPECT_EQ(::jvm::joined(::jvm::expectedLines(text)), this->takeTrace())

@@ -1,17 +1,12 @@
+/// The signature of a native method as data, and a way to call it with any arguments of those kinds.
+#pragma once
+
 #include "methods.h"
 
-#include "velnor_nat_NativeCryptoki.h"
-#include "velnor_nat_NativeSession.h"
-#include "velnor_nat_NativeSlot.h"
-
-#include <algorithm>
 #include <type_traits>
 #include <utility>
 
-namespace faults {
-namespace {
-
-constexpr char kPackage[] = "Java_velnor_nat_";
+namespace registry {
 
 template <typename T>
 constexpr Kind kindOf() {
@@ -82,32 +77,9 @@ jvalue callWith(Result (*native)(JNIEnv*, Self, Parameters...), JNIEnv* env, job
   }
 }
 
-/// Java's name of the method: the first underscore of a symbol's own part is spelled `_1`, an overload begins at `__`.
-std::string javaNameOf(const std::string& own) {
-  std::string name = own.substr(0, own.find("__"));
-  if (const std::size_t escaped = name.find("_1"); escaped != std::string::npos) {
-    name.erase(escaped + 1, 1);
-  }
-  return name;
-}
-
-std::string reportNameOf(const std::string& javaName) {
-  if (javaName.rfind("J_", 0) == 0) {
-    return javaName;
-  }
-  return javaName.rfind("load", 0) == 0 ? "loadCryptokiLibrary" : "J_" + javaName;
-}
-
 template <typename Result, typename Self, typename... Parameters>
-Method describe(const char* symbol, Result (*native)(JNIEnv*, Self, Parameters...)) {
-  const std::string path = std::string(symbol).substr(sizeof kPackage - 1);
-  const std::size_t end = path.find('_');
-  const std::string javaName = javaNameOf(path.substr(end + 1));
-  return {symbol,
-          path.substr(0, end),
-          javaName,
-          reportNameOf(javaName),
-          kindOf<Result>(),
+Signature signatureOf(Result (*native)(JNIEnv*, Self, Parameters...)) {
+  return {kindOf<Result>(),
           std::is_same_v<Self, jclass>,
           {kindOf<Parameters>()...},
           [native](JNIEnv* env, jobject self, const std::vector<jvalue>& arguments) {
@@ -115,23 +87,4 @@ Method describe(const char* symbol, Result (*native)(JNIEnv*, Self, Parameters..
           }};
 }
 
-}  // namespace
-
-bool Method::takes(Kind kind) const {
-  return std::find(parameters.begin(), parameters.end(), kind) != parameters.end();
-}
-
-std::string Method::label() const {
-  return symbol.substr(sizeof kPackage - 1);
-}
-
-const std::vector<Method>& allMethods() {
-  static const std::vector<Method> methods = {
-#define X(symbol) describe(#symbol, symbol),
-#include "natives.inc"
-#undef X
-  };
-  return methods;
-}
-
-}  // namespace faults
+}  // namespace registry

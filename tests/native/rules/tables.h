@@ -40,21 +40,18 @@ struct ToleratedAllocation {
   const char* reason;
 };
 
-/// A release of what was never borrowed.
-struct EmptyRelease {
-  Of of;
-  std::string line;
-  const char* reason;
+/// The words in which a refused look-up is reported, whatever the method.
+struct LookupText {
+  std::string line;  ///< how the call begins in the journal
+  std::string text;
 };
 
+extern const std::vector<LookupText> kLookupTexts;
 extern const std::vector<KeptLoan> kKeptLoans;
 extern const std::vector<ToleratedCall> kToleratedCalls;
 extern const std::vector<ToleratedCode> kToleratedCodes;
 extern const std::vector<ToleratedAllocation> kToleratedAllocations;
-extern const std::vector<EmptyRelease> kEmptyReleases;
 
-/// The module's functions with workers that report for themselves, and let the method go on unless the module refused.
-bool hasWorker(const std::string& moduleFunction);
 /// The methods that report a refusal of their worker again.
 bool reportsTwice(const Method& method);
 /// The methods that repeat a call with a larger buffer for as long as the module wants one.

@@ -7,7 +7,14 @@
 #include <string>
 #include <vector>
 
-namespace faults {
+namespace registry {
+
+/// How far the library has come when the method is called.
+enum class Stage {
+  Unbound,  ///< no module was ever loaded
+  Loaded,
+  Ready,  ///< initialised, and prepared for a good run
+};
 
 class World : public UnboundTest {
 public:
@@ -19,11 +26,13 @@ public:
   static constexpr std::size_t kOutputSize = 64;
   static constexpr std::size_t kTemplateSize = 4;
 
-  explicit World(const Subject& subject);
+  explicit World(const Subject& subject, Stage stage = Stage::Ready);
   ~World() override;
 
   /// Calls the method.
   void run();
+  /// Has the method's session or slot be this one, as Java sees it.
+  void nameHandle(jlong handle);
 
   using UnboundTest::cryptoki;
   using UnboundTest::env;
@@ -36,7 +45,12 @@ public:
   /// What of the arguments must not stay in memory.
   const std::vector<std::string>& secrets() const { return secrets_; }
 
-  // For tweaks.
+  // For preparations.
+  static void startEncrypting(World& world) { world.start(&CK_FUNCTION_LIST::C_EncryptInit, hSecretKey); }
+  static void startDecrypting(World& world) { world.start(&CK_FUNCTION_LIST::C_DecryptInit, hSecretKey); }
+  static void startDigesting(World& world) { world.start(&CK_FUNCTION_LIST::C_DigestInit); }
+  static void startSigning(World& world) { world.start(&CK_FUNCTION_LIST::C_SignInit, hSecretKey); }
+  static void startVerifying(World& world) { world.start(&CK_FUNCTION_LIST::C_VerifyInit, hSecretKey); }
   void login(CK_USER_TYPE user);
   template <typename Init, typename... Key>
   void start(Init CK_FUNCTION_LIST::*init, Key... key) {
@@ -56,7 +70,10 @@ public:
   static void expectOk(CK_RV Rv) { EXPECT_EQ(Rv, CKR_OK) << "preparing"; }
 
 private:
+  static constexpr jint kSlot = 0x11;
+
   void TestBody() override {}
+  void prepare();
   void setPins();
   void makeArguments();
   jvalue makeArgument(std::size_t index);
@@ -72,6 +89,9 @@ private:
   }
   bool follows(std::size_t index, std::size_t distance, Kind kind) const;
 
+  const Stage stage_;
+  jlong sessionHandle_ = static_cast<jlong>(hSession);
+  jint slotID_ = kSlot;
   std::vector<jvalue> arguments_;
   std::vector<std::string> secrets_;
   std::size_t arrays_ = 0;
@@ -80,4 +100,4 @@ private:
   std::size_t templates_ = 0;
 };
 
-}  // namespace faults
+}  // namespace registry

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <unistd.h>
 
-namespace faults {
+namespace registry {
 namespace {
 
 namespace fs = std::filesystem;
@@ -62,27 +62,36 @@ constexpr char kParameters[] = "velnor/params/";
 
 }  // namespace
 
-World::World(const Subject& tested) : token(keptModulePath()), subject(tested) {
+World::World(const Subject& tested, Stage stage) : token(keptModulePath()), subject(tested), stage_(stage) {
   static const ScriptedModule keptToo(modules::kScripted);
   listening = &env;
   token.listen(listen);
-  load(token.path());
-  initialize();
-  CK_SESSION_HANDLE opened = 0;
-  expectOk(functionList->C_OpenSession(0x11, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &opened));
-  EXPECT_EQ(opened, hSession);
-  setPins();
-  if (subject.tweak.before != nullptr) {
-    subject.tweak.before(*this);
+  if (stage != Stage::Unbound) {
+    load(token.path());
   }
-  for (const std::string& answer : subject.tweak.answers) {
-    token.answer(answer);
+  if (stage == Stage::Ready) {
+    prepare();
   }
   if (subject.variant == "byRelativePath") {
     privateModule().enterDirectory();
   }
   makeArguments();
   env.clear();
+  token.clearJournal();
+}
+
+void World::prepare() {
+  initialize();
+  CK_SESSION_HANDLE opened = 0;
+  expectOk(functionList->C_OpenSession(kSlot, CKF_SERIAL_SESSION | CKF_RW_SESSION, nullptr, nullptr, &opened));
+  EXPECT_EQ(opened, hSession);
+  setPins();
+  if (subject.preparation.before != nullptr) {
+    subject.preparation.before(*this);
+  }
+  for (const std::string& answer : subject.preparation.answers) {
+    token.answer(answer);
+  }
 }
 
 World::~World() {
@@ -93,12 +102,21 @@ World::~World() {
 }
 
 void World::run() {
-  const std::string& className = subject.method->className;
-  const jobject self = subject.method->isStatic       ? env.classOf("velnor/nat/" + className)
-                       : className == "NativeSlot"    ? env.slot("slot", 0x11)
-                       : className == "NativeSession" ? env.session("session", static_cast<jlong>(hSession))
+  const Method& method = *subject.method;
+  const std::string className = method.className();
+  const jobject self = method.signature.isStatic      ? env.classOf("velnor/nat/" + className)
+                       : className == "NativeSlot"    ? env.slot("slot", slotID_)
+                       : className == "NativeSession" ? env.session("session", sessionHandle_)
                                                       : cryptoki;
-  result = subject.method->call(jni, self, arguments_);
+  result = method.signature.call(jni, self, arguments_);
+}
+
+void World::nameHandle(jlong handle) {
+  slotID_ = static_cast<jint>(handle);
+  sessionHandle_ = handle;
+  if (subject.method->handle == Handle::SessionArgument) {
+    arguments_.front().j = handle;
+  }
 }
 
 /// The token comes with PINs too short to be recognised in memory.
@@ -124,21 +142,21 @@ std::string World::secret(const std::string& text) {
 }
 
 bool World::follows(std::size_t index, std::size_t distance, Kind kind) const {
-  return index >= distance && subject.method->parameters[index - distance] == kind;
+  return index >= distance && subject.method->signature.parameters[index - distance] == kind;
 }
 
 void World::makeArguments() {
-  for (std::size_t i = 0; i < subject.method->parameters.size(); ++i) {
+  for (std::size_t i = 0; i < subject.method->signature.parameters.size(); ++i) {
     arguments_.push_back(makeArgument(i));
   }
 }
 
 jvalue World::makeArgument(std::size_t index) {
-  const std::vector<Kind>& kinds = subject.method->parameters;
+  const std::vector<Kind>& kinds = subject.method->signature.parameters;
   jvalue value = {};
   switch (kinds[index]) {
   case Kind::Boolean:
-    value.z = JNI_TRUE;
+    value.z = subject.flag ? JNI_TRUE : JNI_FALSE;
     break;
   case Kind::Byte:
     value.b = CKU_USER;
@@ -147,20 +165,23 @@ jvalue World::makeArgument(std::size_t index) {
     value.i = makeInt(index);
     break;
   case Kind::Long: {
-    // A session is told from a key or an object by what follows: an init flag or a mechanism.
-    const bool isSession = index == 0 && kinds.size() > 1 && (kinds[1] == Kind::Boolean || kinds[1] == Kind::Object);
+    const bool isSession = index == 0 && subject.method->handle == Handle::SessionArgument;
     value.j = static_cast<jlong>(isSession ? hSession : hSecretKey);
     break;
   }
   case Kind::Object:
-    value.l = subject.method->className == "NativeSession" ? makeMechanism() : nullptr;
+    value.l = subject.method->className() == "NativeSession" ? makeMechanism() : nullptr;
     break;
   case Kind::String: {
+    if (subject.variant == "withoutPin") {
+      break;
+    }
     const std::size_t n = strings_++;
     const bool loads = subject.method->reportName == "loadCryptokiLibrary";
-    value.l = env.string("string" + std::to_string(n),
-                         loads ? (subject.variant == "byRelativePath" ? privateModule().relativePath() : token.path())
-                               : secret(n < subject.tweak.strings.size() ? subject.tweak.strings[n] : kUserPin));
+    value.l =
+        env.string("string" + std::to_string(n),
+                   loads ? (subject.variant == "byRelativePath" ? privateModule().relativePath() : token.path())
+                         : secret(n < subject.preparation.strings.size() ? subject.preparation.strings[n] : kUserPin));
     break;
   }
   case Kind::ByteArray:
@@ -186,28 +207,28 @@ jint World::makeInt(std::size_t index) {
     return kOffset;
   }
   if (follows(index, 2, Kind::ByteArray)) {
-    const bool output = subject.tweak.fillsLastArray;
-    return output ? jint{16} : static_cast<jint>(subject.tweak.bytes.at(arrays_ - 1).size());
+    const bool output = subject.preparation.fillsLastArray;
+    return output ? jint{16} : static_cast<jint>(subject.preparation.bytes.at(arrays_ - 1).size());
   }
   const std::size_t n = ints_++;
-  return n < subject.tweak.ints.size() ? subject.tweak.ints[n] : 0;
+  return n < subject.preparation.ints.size() ? subject.preparation.ints[n] : 0;
 }
 
 jbyteArray World::makeBytes(std::size_t index) {
-  const std::vector<Kind>& kinds = subject.method->parameters;
+  const std::vector<Kind>& kinds = subject.method->signature.parameters;
   const bool last =
       std::find(kinds.begin() + static_cast<std::ptrdiff_t>(index) + 1, kinds.end(), Kind::ByteArray) == kinds.end();
-  if (last && (subject.method->fillsCallersArray() || subject.tweak.fillsLastArray)) {
+  if (last && (subject.method->fillsCallersArray() || subject.preparation.fillsLastArray)) {
     return env.bytes("output", std::string(kOutputSize, '.'));
   }
   const std::size_t n = arrays_++;
-  if (n >= subject.tweak.bytes.size()) {
-    ADD_FAILURE() << subject.label() << " reads a byte[] that no tweak gives contents for";
+  if (n >= subject.preparation.bytes.size()) {
+    ADD_FAILURE() << subject.label() << " reads a byte[] that its row gives no contents for";
     return nullptr;
   }
   const bool hasOffset = index + 1 < kinds.size() && kinds[index + 1] == Kind::Int;
   const std::string margin = hasOffset ? std::string(kOffset, '#') : "";
-  return env.bytes("input" + std::to_string(n), margin + secret(subject.tweak.bytes[n]) + margin);
+  return env.bytes("input" + std::to_string(n), margin + secret(subject.preparation.bytes[n]) + margin);
 }
 
 /// One value of every kind; the token's secret key matches.
@@ -215,7 +236,7 @@ jobjectArray World::makeTemplate() {
   const std::vector<jobject> elements = {
       env.attribute(CKA_CLASS, env.integer(CKO_SECRET_KEY)),
       env.attribute(CKA_SENSITIVE, env.boolean(false)),
-      env.attribute(CKA_LABEL, env.string("", std::string("secret"))),
+      env.attribute(CKA_LABEL, env.string("", secret("secret"))),
       env.attribute(CKA_VALUE, env.bytes(secret("0123456789abcdef"))),
   };
   EXPECT_EQ(elements.size(), kTemplateSize);
@@ -243,6 +264,9 @@ std::string World::parameterClassOf(jint code) {
 }
 
 jobject World::makeMechanism() {
+  if (stage_ != Stage::Ready) {
+    return env.mechanism("mechanism", subject.mechanism);  // nobody gets to look at a parameter
+  }
   const std::string className = parameterClassOf(subject.mechanism);
   return env.mechanism("mechanism", subject.mechanism,
                        className.empty() ? env.bytes("parameter", secret("IV of 8+"))
@@ -283,4 +307,4 @@ jobject World::makeParameter(const std::string& className, const std::string& na
   return object;
 }
 
-}  // namespace faults
+}  // namespace registry

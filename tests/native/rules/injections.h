@@ -10,6 +10,8 @@
 
 namespace faults {
 
+using namespace registry;
+
 enum class Source { None, Jni, Module, Allocation };
 
 struct Injection {

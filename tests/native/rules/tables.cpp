@@ -10,15 +10,15 @@ bool anyOf(const std::string& name, std::initializer_list<const char*> names) {
 }
 
 bool readsSeveralAttributes(const Method& method) {
-  return method.javaName == "J_GetAttributeValue" && method.takes(Kind::IntArray);
+  return method.javaName() == "J_GetAttributeValue" && method.takes(Kind::IntArray);
 }
 
 bool searchesWithAttributes(const Method& method) {
-  return method.javaName == "J_FindObjects" && method.takes(Kind::IntArray);
+  return method.javaName() == "J_FindObjects" && method.takes(Kind::IntArray);
 }
 
 bool opensWithPin(const Method& method) {
-  return method.javaName == "J_OpenSession" && method.takes(Kind::String);
+  return method.javaName() == "J_OpenSession" && method.takes(Kind::String);
 }
 
 bool loads(const Method& method) {
@@ -26,33 +26,33 @@ bool loads(const Method& method) {
 }
 
 bool loadsOrInitializes(const Method& method) {
-  return loads(method) || method.javaName == "Initialize";
-}
-
-bool releasesDetached(const Method& method) {
-  return method.fillsCallersArray() &&
-         anyOf(method.javaName, {"J_SignRecover", "J_VerifyRecover", "J_DigestFinal", "J_DecryptDigestUpdate",
-                                 "J_DigestEncryptUpdate", "J_SignEncryptUpdate", "J_DecryptVerifyUpdate"});
+  return loads(method) || method.javaName() == "Initialize";
 }
 
 }  // namespace
 
+// The stray apostrophe is part of the text: applications match it.
+const std::vector<LookupText> kLookupTexts = {
+    {"FindClass velnor/nat/NativeSession", "Class 'velnor/nat/NativeSession' not found"},
+    {"GetFieldID velnor/nat/NativeSession m_sessionHandle", "Field m_sessionHandle' not found"},
+    {"FindClass velnor/nat/NativeSlot", "Class 'velnor/nat/NativeSlot' not found"},
+};
+
 const std::vector<KeptLoan> kKeptLoans = {
-    {[](const Method& m) { return m.javaName == "J_VerifyFinal"; }, "input0", false,
-     "callers have always had the signature held after the call"},
-    {[](const Method& m) { return m.javaName == "J_UnwrapKey"; }, "input0", false,
-     "callers have always had the wrapped key held after the call"},
-    {releasesDetached, "output", true, "the reference is cleared before the release, which then reaches no array"},
+    {[](const Method& m) { return m.keepsInput; }, "input0", false,
+     "callers have always had the signature, or the wrapped key, held after the call"},
+    {[](const Method& m) { return m.detachesOutput; }, "output", true,
+     "the reference is cleared before the release, which then reaches no array"},
 };
 
 const std::vector<ToleratedCall> kToleratedCalls = {
     {[](const Method& m) { return m.fillsCallersArray(); }, "GetByteArrayElements output", false,
      "an array that cannot be had makes a length query"},
-    {[](const Method& m) { return m.javaName == "J_Digest"; }, "GetByteArrayElements input0", false,
+    {[](const Method& m) { return m.javaName() == "J_Digest"; }, "GetByteArrayElements input0", false,
      "whether there may be no data is for the module to judge"},
     {searchesWithAttributes, "NewObject velnor/CryptokiObject", false,
      "the test behind it looks at another reference, so a null element is stored"},
-    {[](const Method& m) { return m.javaName == "getLastLoadedLibraryFullPath"; }, "NewStringUTF", false,
+    {[](const Method& m) { return m.javaName() == "getLastLoadedLibraryFullPath"; }, "NewStringUTF", false,
      "the method has no frame: null is its answer"},
     {loads, "GetStringUTFChars", true, "the predecessor is finalised before the name is looked at"},
 };
@@ -62,7 +62,7 @@ const std::vector<ToleratedCode> kToleratedCodes = {
     {readsSeveralAttributes, "C_GetAttributeValue", CKR_ATTRIBUTE_TYPE_INVALID,
      "an attribute that is not there is null"},
     {searchesWithAttributes, "C_GetAttributeValue", kAnyCode, "an attribute that cannot be read is null"},
-    {[](const Method& m) { return m.javaName == "J_OpenSession"; }, "C_SetCallBack", kAnyCode,
+    {[](const Method& m) { return m.javaName() == "J_OpenSession"; }, "C_SetCallBack", kAnyCode,
      "a refused callback must not fail the session"},
     {loads, "C_Finalize", kAnyCode, "the predecessor's answer changes nothing for its successor"},
 };
@@ -72,25 +72,14 @@ const std::vector<ToleratedAllocation> kToleratedAllocations = {
     {loadsOrInitializes, 2, "without memory for them the full path and the configuration stay unknown"},
 };
 
-const std::vector<EmptyRelease> kEmptyReleases = {
-    {[](const Method& m) { return m.javaName == "J_VerifyUpdate"; },
-     "ReleaseByteArrayElements input0 elements=null mode 2", "this one release is not guarded"},
-    {opensWithPin, "ReleaseStringUTFChars string0 characters=null",
-     "the PIN is given back also when none was obtained"},
-};
-
-bool hasWorker(const std::string& moduleFunction) {
-  return anyOf(moduleFunction,
-               {"C_EncryptInit", "C_DecryptInit", "C_DigestInit", "C_SignInit", "C_VerifyInit", "C_SeedRandom"});
-}
-
 bool reportsTwice(const Method& method) {
-  return anyOf(method.javaName, {"J_SignInit", "J_DecryptInit"});
+  return anyOf(method.javaName(), {"J_SignInit", "J_DecryptInit"});
 }
 
 bool grows(const Method& method) {
   // One asks for the size first, one has a fixed size, and one asks and goes by the answer.
-  return method.result == Kind::ByteArray && !anyOf(method.javaName, {"J_Sign", "J_Digest", "J_GetOperationState"});
+  return method.signature.result == Kind::ByteArray &&
+         !anyOf(method.javaName(), {"J_Sign", "J_Digest", "J_GetOperationState"});
 }
 
 bool answersAValue(const std::string& jniFunction) {

@@ -55,7 +55,7 @@ bool Judge::hasLine(const Outcome& outcome, const std::string& line) {
 }
 
 Judge::Judge(const Subject& subject, const Outcome& good) : subject_(subject) {
-  SCOPED_TRACE("the good run of " + subject.label() + " (does it need a tweak?)");
+  SCOPED_TRACE("the good run of " + subject.label() + " (does its row lack something?)");
   for (const std::string& line : good.lines) {
     const auto call = readModuleLine(line);
     if (call && hasWorker(call->function)) {
@@ -64,7 +64,7 @@ Judge::Judge(const Subject& subject, const Outcome& good) : subject_(subject) {
   }
   EXPECT_TRUE(good.thrown.empty()) << jvm::joined(good.thrown);
   EXPECT_NE(good.shown, "null");
-  if (subject.method->result == Kind::Int || subject.method->result == Kind::Long) {
+  if (subject.method->signature.result == Kind::Int || subject.method->signature.result == Kind::Long) {
     EXPECT_NE(good.result.j, 0);
   }
   for (const std::string& line : good.lines) {
@@ -128,6 +128,9 @@ void Judge::judgeReport(Run& run, std::size_t at, const Report& report) {
     const bool outgrown = call->Rv == CKR_BUFFER_TOO_SMALL && report.code == CKR_HOST_MEMORY;
     EXPECT_TRUE(!report.isText && (report.code == low32(call->Rv) || outgrown)) << lines[at];
     run.workerRefused = run.inWorker;
+    if (run.workerRefused && reportsTwice(*subject_.method)) {
+      EXPECT_EQ(next, lines[at]) << "not reported again";
+    }
   } else if (isRefused(previous) || (before && before->function == kConversion)) {
     EXPECT_TRUE(report.isText && report.code == CKR_GENERAL_ERROR) << lines[at];
   } else {
@@ -178,6 +181,11 @@ void Judge::judgeRefusal(Run& run, std::size_t at) {
     return;
   }
   EXPECT_TRUE(reported) << "not reported at once: " << line;
+  for (const LookupText& row : kLookupTexts) {
+    if (reported && startsWith(line, row.line)) {
+      EXPECT_EQ(lines[at + 1], "report \"" + reportNameOfPhase(run) + "\" 5 \"" + row.text + "\"");
+    }
+  }
 }
 
 bool Judge::isTolerated(const ModuleLine& call) {
@@ -222,11 +230,9 @@ void Judge::judgeModuleCall(Run& run, std::size_t at, const ModuleLine& call) {
 }
 
 void Judge::judgeRelease(Run& run, const std::string& line) {
-  for (const EmptyRelease& row : kEmptyReleases) {
-    if (row.of(*subject_.method) && line == row.line) {
-      ++met_[&row];
-      return;
-    }
+  if (const std::string& expected = subject_.method->emptyRelease; line == expected) {
+    ++met_[&expected];
+    return;
   }
   EXPECT_EQ(line.find("=null"), std::string::npos) << line;
   const std::string bytes = "ReleaseByteArrayElements ";
@@ -330,17 +336,17 @@ void Judge::judgeResult(const Run& run) const {
     }
     return;
   }
-  if (method.javaName == "J_DeriveKey") {
+  if (method.javaName() == "J_DeriveKey") {
     const auto& lines = run.outcome.lines;
     const bool converted = std::any_of(lines.begin(), lines.end(), [](const std::string& line) {
       return startsWith(line, "GetObjectArrayElement template0 0");
     });
     EXPECT_EQ(result.j, converted ? static_cast<jlong>(World::kTemplateSize) : 0);
-  } else if (method.result == Kind::Long) {
+  } else if (method.signature.result == Kind::Long) {
     EXPECT_EQ(result.j, 0);
-  } else if (method.result == Kind::Int) {
+  } else if (method.signature.result == Kind::Int) {
     EXPECT_EQ(result.i, 0);
-  } else if (method.result != Kind::Void) {
+  } else if (method.signature.result != Kind::Void) {
     EXPECT_EQ(run.outcome.shown, "null") << "a result beside a report";
   }
 }
@@ -360,7 +366,9 @@ void Judge::expectEveryException(Source source) const {
   case Source::Jni:
     expect(kKeptLoans, [](const KeptLoan&) { return true; });
     expect(kToleratedCalls, [](const ToleratedCall&) { return true; });
-    expect(kEmptyReleases, [](const EmptyRelease&) { return true; });
+    if (const std::string& line = subject_.method->emptyRelease; !line.empty()) {
+      EXPECT_NE(met_.count(&line), 0U) << subject_.label() << ": never met: " << line;
+    }
     break;
   case Source::Module:
     expect(kKeptLoans, [](const KeptLoan&) { return true; });

@@ -10,7 +10,7 @@ namespace faults {
 
 class Judge {
 public:
-  /// Fails the test unless the run went well: such a method needs a tweak.
+  /// Fails the test unless the run went well: the row of such a method lacks something.
   Judge(const Subject& subject, const Outcome& good);
 
   void judge(const Injection& injection, const Outcome& outcome);

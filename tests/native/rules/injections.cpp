@@ -8,7 +8,8 @@
 namespace faults {
 namespace {
 
-constexpr CK_RV kBeyondTheTable[] = {0x63, 0x80000000, 0x80000001, 0x100000030, ~CK_RV(0)};
+// Some are failures although the low half, all that Java sees of them, is another code or even CKR_OK.
+constexpr CK_RV kBeyondTheTable[] = {0x63, 0x80000000, 0x80000001, 0x100000030, 0x100000000, ~CK_RV(0)};
 
 /// The rows of the description table, but for CKR_OK and the end mark.
 std::vector<CK_RV> allCodes() {
@@ -165,7 +166,7 @@ Outcome run(const Subject& subject, const Injection& injection, Watch& watch) {
                      : injection.source == Source::Module     ? outcome.moduleCalls >= injection.index
                      : injection.source == Source::Allocation ? allocationFailed
                                                               : true;
-  const Kind kind = subject.method->result;
+  const Kind kind = subject.method->signature.result;
   if (kind != Kind::Void && kind != Kind::Boolean && kind != Kind::Int && kind != Kind::Long) {
     outcome.shown = env.show(world.result.l);
   }
@@ -241,7 +242,7 @@ std::vector<Injection> moduleInjections(const Subject& subject, const Outcome& g
     for (const CK_RV Rv : codes) {
       injections.push_back({.source = Source::Module, .index = index, .Rv = Rv, .answers = {}});
     }
-    if (!subject.tweak.answers.empty()) {
+    if (!subject.preparation.answers.empty()) {
       continue;
     }
     for (const Lie& lie : kLies) {
