@@ -64,6 +64,7 @@ final class LoadedModule {
     private int inside;
     private volatile State state = State.OPEN;
     private final Set<SessionHandle> sessions = Collections.newSetFromMap(new IdentityHashMap<>());
+    private final StateSeal stateSeal = new StateSeal();
 
     private LoadedModule(long id, boolean concurrent) {
         this.id = id;
@@ -152,6 +153,11 @@ final class LoadedModule {
     /** Where the module lies; empty when that could not be found out. */
     String path() {
         return path;
+    }
+
+    /** What tells the operation states of this module from others. */
+    StateSeal stateSeal() {
+        return stateSeal;
     }
 
     boolean isConcurrent() {

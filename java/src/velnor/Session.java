@@ -31,6 +31,10 @@ public final class Session implements AutoCloseable {
 
     /** How many objects a search asks for at once. */
     private static final int FOUND_AT_ONCE = 256;
+    /** More objects than a program could mean to find: a module that finds as many does not come to an end. */
+    private static final int MOST_FOUND = 1 << 20;
+    /** More than any operation state is long. */
+    private static final int MOST_STATE = 1 << 24;
     /** More than any key wrapped is long: a token that asks for as much is wrong. */
     private static final int MOST_WRAPPED = 1 << 24;
     /** How often an operation state is asked for that has grown since its length was told. */
@@ -292,6 +296,10 @@ public final class Session implements AutoCloseable {
             long count;
             do {
                 count = Answers.require(Function.FIND_OBJECTS, NativeFunctions.find(module, session, handles));
+                if (found.size() + count > MOST_FOUND) {
+                    throw Answers.nonsense(Function.FIND_OBJECTS, "the pkcs#11 library finds more than " + MOST_FOUND
+                            + " objects");
+                }
                 for (int i = 0; i < count; i++) {
                     found.add(object(handles[i]));
                 }
@@ -567,27 +575,35 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Saves the state of the session's operation, which goes on.
+     * Saves the state of the session's operation, which goes on. A state is a value of this process: it holds as long as
+     * the module stays open, in every session with the token, and is worth nothing anywhere else.
      *
-     * @return the state, which only the module understands
+     * @return the state, which only the module understands, and a seal
      * @throws CryptokiException when the token does not save it ({@code CKR_STATE_UNSAVEABLE}), or there is none
      */
     public byte[] operationState() {
-        return handle.call(Session::operationState);
+        return handle.call((module, session) -> operationState(module, session, handle.module().stateSeal()));
     }
 
-    private static byte[] operationState(long module, long session) {
+    private static byte[] operationState(long module, long session, StateSeal seal) {
         int index = Function.GET_OPERATION_STATE.index();
-        long result = NativeFunctions.output(module, index, session, null, 0, 0);
+        long needed = Answers.require(Function.GET_OPERATION_STATE,
+                NativeFunctions.output(module, index, session, null, 0, 0));
         for (int triesLeft = STATE_TRIES;; triesLeft--) {
-            int room = (int) Answers.require(Function.GET_OPERATION_STATE, result);
-            byte[] state = new byte[room];
-            result = NativeFunctions.output(module, index, session, state, 0, room);
-            if (result >= 0 || triesLeft == 1 || NativeFunctions.needed(result) <= room) {
-                int length = (int) Answers.require(Function.GET_OPERATION_STATE, result);
-                return length == room ? state : Arrays.copyOf(state, length);
+            if (needed > MOST_STATE) {
+                throw Answers.nonsense(Function.GET_OPERATION_STATE, "the pkcs#11 library tells of a state of "
+                        + needed + " bytes");
             }
-            result = NativeFunctions.needed(result);
+            byte[] state = new byte[(int) needed];
+            try {
+                long result = NativeFunctions.output(module, index, session, state, 0, state.length);
+                if (result >= 0 || triesLeft == 1 || NativeFunctions.needed(result) <= state.length) {
+                    return seal.sealed(state, (int) Answers.require(Function.GET_OPERATION_STATE, result));
+                }
+                needed = NativeFunctions.needed(result);
+            } finally {
+                Arrays.fill(state, (byte) 0);
+            }
         }
     }
 
@@ -597,6 +613,8 @@ public final class Session implements AutoCloseable {
      * keeps the token from beginning another. Nobody checks that the mechanism is the same.
      *
      * @param state a state that {@link #operationState()} gave
+     * @throws CryptokiException when the token refuses, or the state is not one that this module gave since it was opened
+     *         ({@code CKR_SAVED_STATE_INVALID}; the token is not asked then)
      */
     public void setOperationState(byte[] state) {
         setOperationState(state, null, null);
@@ -608,13 +626,21 @@ public final class Session implements AutoCloseable {
      * @param state a state that {@link #operationState()} gave
      * @param encryptionKey the key of an encryption or decryption, or null
      * @param authenticationKey the key of a signature or verification, or null
+     * @throws CryptokiException when the token refuses, or the state is not one that this module gave since it was opened
+     *         ({@code CKR_SAVED_STATE_INVALID}; the token is not asked then)
      */
     public void setOperationState(byte[] state, TokenObject encryptionKey, TokenObject authenticationKey) {
         Objects.requireNonNull(state, "state");
+        handle.requireOpen();
         long encryption = encryptionKey == null ? CK.INVALID_HANDLE : handle.usable(encryptionKey);
         long authentication = authenticationKey == null ? CK.INVALID_HANDLE : handle.usable(authenticationKey);
-        handle.require(Function.SET_OPERATION_STATE, (module, session) -> NativeFunctions.setOperationState(module,
-                session, state, encryption, authentication));
+        byte[] opened = handle.module().stateSeal().opened(state);
+        try {
+            handle.require(Function.SET_OPERATION_STATE, (module, session) -> NativeFunctions.setOperationState(module,
+                    session, opened, encryption, authentication));
+        } finally {
+            Arrays.fill(opened, (byte) 0);
+        }
     }
 
     /**

@@ -129,7 +129,7 @@ public final class TokenObject {
      * @return the object class ({@code CKO_})
      */
     public int objectClass() {
-        return attribute(CKA.CLASS).intValue();
+        return (int) number(CKA.CLASS);
     }
 
     /**
@@ -148,6 +148,15 @@ public final class TokenObject {
      */
     public byte[] id() {
         return bytes(CKA.ID);
+    }
+
+    private long number(int type) {
+        Attribute read = attribute(type);
+        if (!(read.uncopiedValue() instanceof Long)) {
+            throw Answers.nonsense(Function.GET_ATTRIBUTE_VALUE, "the pkcs#11 library tells no number for "
+                    + CKA.name(type));
+        }
+        return read.longValue();
     }
 
     private byte[] bytes(int type) {
@@ -191,7 +200,7 @@ public final class TokenObject {
      *         CKA_URL}), or the JDK cannot read it
      */
     public X509Certificate certificate() {
-        if (attribute(CKA.CERTIFICATE_TYPE).longValue() != CKC.X_509) {
+        if (number(CKA.CERTIFICATE_TYPE) != CKC.X_509) {
             throw new UnsupportedOperationException(this + " is not an X.509 certificate");
         }
         byte[] encoded = attribute(CKA.VALUE).bytesValue();

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 namespace scripted {
@@ -33,6 +34,19 @@ struct Module {
 Module& module() {
   static Module instance;
   return instance;
+}
+
+[[noreturn]] void raise(const std::string& kind) {
+  if (kind == "int") {
+    throw 7;
+  }
+  if (kind == "code") {
+    throw CK_RV{CKR_PIN_INCORRECT};
+  }
+  if (kind == "text") {
+    throw "a text of the module's";
+  }
+  throw std::runtime_error(kind);
 }
 
 const char* keep(const std::string& text) {
@@ -63,6 +77,9 @@ Call::Call(const char* function) : function_(function), lock_(module().mutex), l
   }
   if (script.says("asks")) {
     askForPin();
+  }
+  if (const auto thrown = script.texts.find("throws"); thrown != script.texts.end()) {
+    raise(thrown->second);
   }
 }
 

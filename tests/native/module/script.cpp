@@ -37,7 +37,8 @@ const std::set<std::string> kNumberKeys = {
     "ulFreePrivateMemory", "slotID", "state", "ulDeviceError", "ulMinKeySize", "ulMaxKeySize"};
 
 const std::set<std::string> kTextKeys = {"data",  "manufacturerID", "libraryDescription", "slotDescription",
-                                         "label", "model",          "serialNumber",       "utcTime"};
+                                         "label", "model",          "serialNumber",       "utcTime",
+                                         "throws"};
 
 bool toNumber(const std::string& digits, CK_ULONG& value) {
   if (digits.empty() || std::isspace(static_cast<unsigned char>(digits.front())) != 0) {

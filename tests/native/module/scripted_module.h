@@ -20,6 +20,7 @@
 ///   C_OpenSession handle=0xFFFFFFFF80000007      C_GenerateKeyPair handle=1 private=2
 ///   C_GetTokenInfo label="Token" ulSessionCount=-1                          fields of an information structure
 ///   C_GetAttributeValue data="value" length=-1                              of every entry of the template
+///   C_Sign throws="int"    a C++ exception: an "int", a "code" (CK_RV), a "text", or a std::runtime_error that says so
 /// Words: `always` (never used up), `unread` (the input is not looked at, for lengths that lie), `block` (waits,
 /// without the module's lock, until scripted_release), `delay=MS`, `asks` (has the callback of C_SetCallBack tell the
 /// signer PIN first; without one the answer is CKR_PIN_INCORRECT).

@@ -260,7 +260,7 @@ public final class Structure {
      */
     public byte[] getPointed(int pointerAt, int count) {
         long at = getLong(pointerAt);
-        return at <= 0 ? null : getBytes(Math.toIntExact(at), count);
+        return at <= 0 ? null : getBytes((int) Math.min(at, Integer.MAX_VALUE), count);
     }
 
     /** Wipes the block and the bytes that were made of it. */

@@ -70,7 +70,8 @@ public final class SSL3KEYMATParams implements MechanismParams {
     public void takeBack(Structure structure) {
         long at = structure.getLong(RETURNED);
         if (at >= 0) {
-            ((SSL3KEYMATOUT) returnedKeyMaterial).takeBack(structure, Math.toIntExact(at), ivBytes());
+            ((SSL3KEYMATOUT) returnedKeyMaterial).takeBack(structure, (int) Math.min(at, Integer.MAX_VALUE),
+                    ivBytes());
         }
     }
 

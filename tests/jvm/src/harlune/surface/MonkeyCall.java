@@ -15,12 +15,16 @@ import velnor.params.MechanismParams;
 
 /** One call of the surface: what it is given, what came of it, and what the module answered meanwhile. */
 final class MonkeyCall {
-    private static final Pattern ANSWER = Pattern.compile("(C_\\w+) .*-> (\\w+).*");
+    private static final Pattern ANSWER = Pattern.compile("(C_\\w+) (.*)-> (\\w+)(.*)");
+    private static final Pattern SEVERAL = Pattern.compile(".* template=\\[0x\\w+ [^\\]]*, 0x.*");
     /** Methods that write into an array: the range is in the arguments behind it. */
     private static final Map<String, Integer> OUTPUTS = Map.of("Session.random(byte[],int,int)", 0);
 
-    /** A function of the module, and what it answered. */
-    record Answer(String function, String code) {
+    /**
+     * A function of the module, whether it was given a template of several attributes, what it answered, and whether it
+     * told a length or a count with that.
+     */
+    record Answer(String function, boolean isOfSeveral, String code, boolean tellsLength) {
         boolean isRefusal() {
             return !code.equals("CKR_OK");
         }
@@ -64,7 +68,8 @@ final class MonkeyCall {
         for (String line : journal) {
             Matcher answer = ANSWER.matcher(line);
             if (answer.matches()) {
-                answers.add(new Answer(answer.group(1), answer.group(2)));
+                answers.add(new Answer(answer.group(1), SEVERAL.matcher(answer.group(2)).matches(),
+                        answer.group(3), answer.group(4).matches(".* (length|count)=.*")));
             }
         }
     }

@@ -100,7 +100,7 @@ final class MonkeyJudge {
     private static boolean isRetried(MonkeyCall call, MonkeyCall.Answer answer) {
         List<MonkeyCall.Answer> later = call.answers.subList(call.answers.indexOf(answer) + 1, call.answers.size());
         if (answer.function().equals("C_GetAttributeValue")
-                && later.stream().anyMatch(next -> next.function().equals(answer.function()))) {
+                && (answer.isOfSeveral() || answer.code().equals("CKR_BUFFER_TOO_SMALL")) && later.stream().anyMatch(next -> next.function().equals(answer.function()))) {
             return true;
         }
         return answer.code().equals("CKR_BUFFER_TOO_SMALL") && later.stream()
@@ -139,8 +139,14 @@ final class MonkeyJudge {
     /** The code is one that the module gave, or the text, which is no code's, tells what else is wrong. */
     private static boolean isHonest(MonkeyCall call, CryptokiException refusal) {
         return call.answers.isEmpty() || !refusal.text().equals(refusal.text().toUpperCase(Locale.ROOT))
-                || refusal.code() == CKR.HOST_MEMORY
+                || refusal.code() == CKR.HOST_MEMORY || isDisbelief(call, refusal)
                 || call.answers.stream().anyMatch(answer -> codeOf(answer) == refusal.code());
+    }
+
+    /** The module came with a length or a count that cannot be, and answered that all is well. */
+    private static boolean isDisbelief(MonkeyCall call, CryptokiException refusal) {
+        return refusal.code() == CKR.GENERAL_ERROR && call.answers.stream().anyMatch(answer -> !answer.isRefusal()
+                && answer.tellsLength() && answer.function().substring(2).equals(refusal.functionName().substring(2)));
     }
 
     /** What is told of an answer: its low 32 bits, or a general error when those say that all went well. */
