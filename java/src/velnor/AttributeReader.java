@@ -126,7 +126,9 @@ final class AttributeReader {
                 return;
             }
             for (Wanted wanted : batch) {
-                if (!marked.contains(wanted)) {
+                if (isTooSmallForNothing(answer, structure, wanted)) {
+                    alone(wanted);
+                } else if (!marked.contains(wanted)) {
                     take(structure, wanted, 1);
                 }
             }
@@ -148,6 +150,9 @@ final class AttributeReader {
             if (!isAboutAttributes(answer)) {
                 throw failure.apply(answer);
             }
+            if (isTooSmallForNothing(answer, structure, wanted)) {
+                throw failure.apply(answer);
+            }
             long length = lengthOf(structure, wanted);
             boolean ofInner = wanted.kind == AttributeKind.TEMPLATE && wanted.length > 0 && length != UNKNOWN;
             if (isRefusal(answer) && !ofInner) {
@@ -163,6 +168,11 @@ final class AttributeReader {
         } finally {
             structure.wipe();
         }
+    }
+
+    /** No room was given, and none is asked for: a value of no bytes is another answer. */
+    private static boolean isTooSmallForNothing(int answer, Structure structure, Wanted wanted) {
+        return answer == CKR.BUFFER_TOO_SMALL && wanted.length == UNKNOWN && lengthOf(structure, wanted) == 0;
     }
 
     private static boolean isAboutAttributes(int answer) {

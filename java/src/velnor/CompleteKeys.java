@@ -70,6 +70,13 @@ final class CompleteKeys {
                 .mapToLong(type -> type).toArray();
     }
 
+    /** What is secret of a key on a token: its length alone is asked for. */
+    static long[] secrets(int keyClass, int keyType) {
+        long[] read = toBeRead(keyClass, keyType);
+        return Arrays.stream(required(keyClass, keyType)).mapToLong(type -> type)
+                .filter(type -> Arrays.stream(read).noneMatch(other -> other == type)).toArray();
+    }
+
     /**
      * Checks what a token shows of a key; what it does not show may be sound.
      *

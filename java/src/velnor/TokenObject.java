@@ -266,8 +266,24 @@ public final class TokenObject {
                 int type = keyType().getAsInt();
                 long[] essential = CompleteKeys.toBeRead(objectClass.getAsInt(), type);
                 CompleteKeys.checkRead(this, type, readIfTold(essential));
+                requireLengths(CompleteKeys.secrets(objectClass.getAsInt(), type));
             }
             complete = true;
+        }
+    }
+
+    /** A key that is not sensitive tells how long its secrets are; they themselves are not read. */
+    private void requireLengths(long... secrets) {
+        if (secrets.length == 0 || !Boolean.FALSE.equals(readIfTold(CKA.SENSITIVE).get(0).value())) {
+            return;
+        }
+        for (long secret : secrets) {
+            Structure template = new Structure(Structure.ATTRIBUTE).comesBack().putLong(0, secret);
+            int answer = session.attributes(Function.GET_ATTRIBUTE_VALUE, handle, template.bytes());
+            if (answer == CKR.OK && template.getLong(Templates.LENGTH) == 0) {
+                throw new IllegalArgumentException(this + " is not complete: its " + Attribute.name(secret)
+                        + " is empty");
+            }
         }
     }
 

@@ -168,6 +168,21 @@ class LyingModuleTest {
         cryptoki = Cryptoki.open(ScriptedModule.PATH);
     }
 
+    /** Too small a room where none was given is a refusal, and no value of no bytes. */
+    @Test
+    void roomThatIsTooSmallForNothingIsToldAsThat() {
+        TokenObject object = session.object(0xB04);
+        for (Runnable call : List.<Runnable>of(object::label, () -> object.attributes(CKA.LABEL, CKA.ID))) {
+            ScriptedModule.answer("C_GetAttributeValue CKR_BUFFER_TOO_SMALL length=0");
+            ScriptedModule.answer("C_GetAttributeValue CKR_BUFFER_TOO_SMALL length=0");
+            CryptokiException e = assertThrows(CryptokiException.class, call::run);
+            assertEquals(CKR.BUFFER_TOO_SMALL, e.code());
+            while (!ScriptedModule.unused().isEmpty()) {
+                assertThrows(CryptokiException.class, object::label);
+            }
+        }
+    }
+
     /** Objects without end, as from a module that forgets where its search was. */
     @Test
     void aSearchWithoutEndIsTold() {

@@ -60,7 +60,7 @@ final class MonkeyJudge {
             new Documented("Attribute\\.text\\(\\)", NullPointerException.class, "there is no value"),
             new Documented("\\w+\\.takeBack\\(Structure\\)", IndexOutOfBoundsException.class,
                     "the structure is that of another parameter"),
-            new Documented("\\w+\\.(structure|inOctetString)\\(\\)", NullPointerException.class,
+            new Documented("\\w+\\.(structure\\(|takeBack\\(Structure|inOctetString\\()\\)", NullPointerException.class,
                     "the parameter was made with a null"),
             new Documented("Attribute\\.\\w+Value\\(\\)", ClassCastException.class, "the value is of another class"),
             new Documented("Attribute\\.\\w+Value\\(\\)", NullPointerException.class, "there is no value"),

@@ -76,6 +76,7 @@ final class MonkeyValues {
     MonkeyValues(Random random, MonkeyGround ground) {
         this.random = random;
         this.ground = ground;
+        keep(OpenOptions.DEFAULT);
     }
 
     /** Learns from the surface itself which parameter belongs to which mechanism. */
