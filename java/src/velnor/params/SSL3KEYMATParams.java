@@ -17,6 +17,8 @@ public final class SSL3KEYMATParams implements MechanismParams {
     /** Where the pointer to what is given back lies. */
     private static final int RETURNED = 32 + SSL3RANDOMDATA.SIZE;
 
+    private static final int MOST_IV_BITS = 1024;
+
     private final Pkcs11SSL3KEYMATOUT returnedKeyMaterial;
     private final Pkcs11SSL3RANDOMDATA randomInfo;
     private final Boolean isExport;
@@ -50,6 +52,7 @@ public final class SSL3KEYMATParams implements MechanismParams {
         Objects.requireNonNull(randomInfo, "randomInfo");
         ((SSL3KEYMATOUT) returnedKeyMaterial).check();
         ((SSL3RANDOMDATA) randomInfo).check();
+        ivBytes();
     }
 
     @Override
@@ -72,6 +75,8 @@ public final class SSL3KEYMATParams implements MechanismParams {
     }
 
     private int ivBytes() {
-        return (int) ((Integer.toUnsignedLong(ivSizeInBits) + 7) / 8);
+        Arrays.require(ivSizeInBits >= 0 && ivSizeInBits <= MOST_IV_BITS,
+                "An initialisation vector has a block of the cipher, 64 bits say, not " + ivSizeInBits);
+        return (ivSizeInBits + 7) / 8;
     }
 }

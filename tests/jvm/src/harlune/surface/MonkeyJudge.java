@@ -45,7 +45,8 @@ final class MonkeyJudge {
             new Tolerated("TokenSlot\\.supports\\(.*", "C_GetMechanismInfo", "CKR_MECHANISM_INVALID",
                     Boolean.FALSE::equals, "the answer is false"),
             new Tolerated("Cryptoki\\.tokenByLabel\\(.*", "C_GetTokenInfo", "\\w+", ANY, "another token has the label"),
-            new Tolerated("TokenObject\\.(attributes|label|id|asksForPinEachTime)\\(.*", "C_GetAttributeValue",
+            new Tolerated("TokenObject\\.(attributes|label|id|publicKey|asksForPinEachTime)\\(.*",
+                    "C_GetAttributeValue",
                     "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
             new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
                     "a key that does not tell its type is the token's to judge"),
@@ -53,6 +54,12 @@ final class MonkeyJudge {
                     "what is given up may be over already"));
 
     static final List<Documented> DOCUMENTED = List.of(
+            new Documented("TokenObject\\.(publicKey|certificate)\\(\\)", UnsupportedOperationException.class,
+                    "the object has none that the JDK knows"),
+            new Documented("Attribute\\.text\\(\\)", ClassCastException.class, "the value is of another class"),
+            new Documented("Attribute\\.text\\(\\)", NullPointerException.class, "there is no value"),
+            new Documented("\\w+\\.(structure|inOctetString)\\(\\)", NullPointerException.class,
+                    "the parameter was made with a null"),
             new Documented("Attribute\\.\\w+Value\\(\\)", ClassCastException.class, "the value is of another class"),
             new Documented("Attribute\\.\\w+Value\\(\\)", NullPointerException.class, "there is no value"),
             new Documented("\\w+\\.check\\(\\)", NullPointerException.class, "the parameter was made with a null"),
@@ -87,9 +94,13 @@ final class MonkeyJudge {
                 && TOLERATED.stream().noneMatch(row -> row.covers(call, answer));
     }
 
-    /** A result that did not fit was asked for once more. */
+    /** A result that did not fit was asked for once more, or attributes that were refused together one by one. */
     private static boolean isRetried(MonkeyCall call, MonkeyCall.Answer answer) {
         List<MonkeyCall.Answer> later = call.answers.subList(call.answers.indexOf(answer) + 1, call.answers.size());
+        if (answer.function().equals("C_GetAttributeValue")
+                && later.stream().anyMatch(next -> next.function().equals(answer.function()))) {
+            return true;
+        }
         return answer.code().equals("CKR_BUFFER_TOO_SMALL") && later.stream()
                 .anyMatch(next -> next.function().equals(answer.function()) && !next.isRefusal());
     }

@@ -1,12 +1,13 @@
 package harlune.surface;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import harlune.support.Bridge;
 import harlune.support.Tokens;
 
+import java.nio.charset.StandardCharsets;
 import java.util.function.Predicate;
 
 import org.junit.jupiter.api.AfterEach;
@@ -21,18 +22,17 @@ import velnor.CKM;
 import velnor.CKO;
 import velnor.CKR;
 import velnor.CKS;
-import velnor.CKU;
 import velnor.Cryptoki;
 import velnor.CryptokiException;
 import velnor.Mechanism;
+import velnor.Reading;
 import velnor.Session;
 import velnor.TokenInfo;
 import velnor.TokenKeyPair;
 import velnor.TokenObject;
 import velnor.TokenSlot;
 import velnor.UserType;
-import velnor.nat.NativeCryptoki;
-import velnor.nat.NativeSession;
+import velnor.nat.NativeFunctions;
 
 /** What SoftHSM shows of the surface beyond other tokens: tokens are initialised, and objects outlive the process. */
 class SoftHsmTest {
@@ -113,28 +113,28 @@ class SoftHsmTest {
     /** What is left of a creation that was refused can be found, and SoftHSM does not survive its use. */
     @Test
     void halfAKeyIsNotUsed() {
+        Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
+        session.login(Tokens.PIN);
+        Attribute label = new Attribute(CKA.LABEL, "half");
         for (int type : new int[] {CKK.RSA, CKK.DSA}) {
-            Attribute[] half = {new Attribute(CKA.LABEL, "half"), new Attribute(CKA.KEY_TYPE, type),
-                new Attribute(CKA.CLASS, CKO.PRIVATE_KEY), new Attribute(CKA.SIGN, true),
-                new Attribute(CKA.TOKEN, true)};
-            cryptoki.close();
-            leave(half);
-            open();
-            Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
-            session.login(Tokens.PIN);
+            Attribute keyType = new Attribute(CKA.KEY_TYPE, type);
+            Attribute[] half = {label, keyType, new Attribute(CKA.CLASS, CKO.PRIVATE_KEY),
+                new Attribute(CKA.SIGN, true)};
             assertThrows(IllegalArgumentException.class, () -> session.createObject(half));
-            TokenObject left = session.findOne(half);
+            assertTrue(session.find(label, keyType).isEmpty());
+            leave(session.slot(), half);
+            TokenObject left = session.findOne(label, keyType);
             Mechanism mechanism = new Mechanism(type == CKK.RSA ? CKM.RSA_PKCS : CKM.DSA);
             assertThrows(IllegalArgumentException.class, () -> session.sign(mechanism, left, new byte[20]));
         }
     }
 
     /** Has the token refuse an object and keep it, as the native methods do that do not look. */
-    private static void leave(Attribute... half) {
-        NativeCryptoki bare = Bridge.initialize(Tokens.MODULE);
-        NativeSession session = Tokens.slot(bare, Tokens.LABEL)
-                .J_OpenSession(CKF.SERIAL_SESSION | CKF.RW_SESSION, CKU.USER, Tokens.PIN);
-        assertThrows(CryptokiException.class, () -> session.J_CreateObject(half));
-        bare.Finalize(null);
+    private static void leave(TokenSlot slot, Attribute... half) {
+        long module = NativeFunctions.load(Tokens.MODULE.getBytes(StandardCharsets.UTF_8), new byte[0]);
+        long[] session = new long[1];
+        assertEquals(CKR.OK, NativeFunctions.openSession(module, Integer.toUnsignedLong(slot.slotID()),
+                CKF.SERIAL_SESSION | CKF.RW_SESSION, session));
+        assertNotEquals(CKR.OK, NativeFunctions.create(module, session[0], Reading.structure(half).bytes(), new long[1]));
     }
 }

@@ -40,6 +40,9 @@ import velnor.params.PBEParams;
 import velnor.params.PBKD2Params;
 import velnor.params.PSSParams;
 import velnor.params.RSAAESKeyWrapParams;
+import velnor.params.SSL3KEYMATOUT;
+import velnor.params.SSL3KEYMATParams;
+import velnor.params.SSL3RANDOMDATA;
 
 /** Which parameters are refused, with which advice, and what the factories make. */
 class ParameterChecksTest {
@@ -90,6 +93,10 @@ class ParameterChecksTest {
                 arguments(new RSAAESKeyWrapParams(129, oaep), "not 129"),
                 arguments(new ECDHAESKeyWrapParams(512, CKD.NULL, null), "not 512"),
                 arguments(new ObjectHandleParams(0), "handle"),
+                arguments(new SSL3KEYMATParams(new SSL3KEYMATOUT(0, 0, 0, 0, null, null),
+                        new SSL3RANDOMDATA(SOME, SOME), false, 1, 1, -1), "not -1"),
+                arguments(new SSL3KEYMATParams(new SSL3KEYMATOUT(0, 0, 0, 0, null, null),
+                        new SSL3RANDOMDATA(SOME, SOME), false, 1, 1, 1025), "not 1025"),
                 arguments(new PBEParams(null, PASSWORD, new char[] {0x100}, 1), "salt"),
                 arguments(new PBEParams("1234567\u20AC".toCharArray(), PASSWORD, PASSWORD, 1), "initVector"));
     }
