@@ -8,7 +8,10 @@ file(STRINGS ${constants_header} constants_lines REGEX "^inline constexpr CK_[A-
 
 # Where one value has two names, these are the ones that gave way.
 set(older_names
-  "^(CKA_ECDSA_PARAMS|CKA_SUB_PRIME_BITS|CKF_EC_NAMEDCURVE|CKK_ECDSA|CKM_ECDSA_KEY_PAIR_GEN|CKM_DSA_PROBABLISTIC_.*|CK[KM]_(.*_)?CAST5.*)$")
+  CKA_ECDSA_PARAMS CKA_SUB_PRIME_BITS CKF_EC_NAMEDCURVE CKK_ECDSA CKM_ECDSA_KEY_PAIR_GEN "CKM_DSA_PROBABLISTIC_.*"
+  "CK[KM]_(.*_)?CAST5.*")
+list(JOIN older_names "|" older_names)
+set(older_names "^(${older_names})$")
 
 # constants_class(family description [TYPE type] [CODES] [OMIT name...])
 # CODES adds the lookups by code and by name, which make sense where a code has one meaning.
@@ -100,8 +103,8 @@ constants_class(CKH "Hardware features: values of {@link CKA#HW_FEATURE_TYPE}." 
 constants_class(CKK "Key types: values of {@link CKA#KEY_TYPE}." CODES)
 constants_class(CKM "Mechanism types: what a token can compute." CODES)
 constants_class(CKO "Object classes: values of {@link CKA#CLASS}." CODES)
-constants_class(CKP "The pseudo-random functions of PKCS #5, the profiles of a module, and the parameter sets of keys. The same number
- * means one thing in each of them, so a number alone has no name.")
+constants_class(CKP "The pseudo-random functions of PKCS #5, profiles and parameter sets. Each counts for itself, so a number alone
+ * has no name.")
 constants_class(CKR "Return values: how a call ended." CODES)
 constants_class(CKS "Session states." CODES)
 # A byte fits the native methods, which take the user as one, and wherever an int is wanted.

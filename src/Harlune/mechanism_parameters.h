@@ -14,10 +14,10 @@ struct Failure {
   const char* reported = nullptr;
 };
 
-/// Where a step keeps the field it looked up and the value it read. The Java parameter itself is slot 0.
-using Slot = std::uint8_t;
-inline constexpr Slot Parameter = 0;
-inline constexpr std::size_t kSlots = 16;
+/// Where a step keeps the field it looked up and the value it read. The Java parameter itself is in the first.
+using Register = std::uint8_t;
+inline constexpr Register Parameter = 0;
+inline constexpr std::size_t kRegisters = 16;
 
 /// Initialisation vectors that a mechanism takes as they are have the block size of the older ciphers.
 inline constexpr jsize kIvLength = 8;
@@ -31,11 +31,11 @@ struct Step {
     ReadNullable,      ///< reads the field; null is fine
     ReadInt,           ///< reads the field with the int accessor
     ReadByte,          ///< reads the field with the byte accessor, whatever its signature
-    CallBooleanValue,  ///< looks up booleanValue in that class and calls it on the object that the slot holds
+    CallBooleanValue,  ///< looks up booleanValue in that class and calls it on the object that the register holds
   };
   Action action;
-  Slot slot;
-  Slot owner;  ///< the object that holds the field
+  Register place;
+  Register owner;  ///< the object that holds the field
   const char* name;
   const char* signature;
   Failure failure;
@@ -47,23 +47,23 @@ constexpr Step findClass(const char* path, Failure missing) {
 constexpr Step requireInstance(Failure otherwise) {
   return {Step::Action::RequireInstance, Parameter, Parameter, nullptr, nullptr, otherwise};
 }
-constexpr Step findField(Slot slot, const char* name, const char* signature, Failure missing) {
-  return {Step::Action::FindField, slot, Parameter, name, signature, missing};
+constexpr Step findField(Register place, const char* name, const char* signature, Failure missing) {
+  return {Step::Action::FindField, place, Parameter, name, signature, missing};
 }
-constexpr Step readObject(Slot slot, Failure null, Slot owner = Parameter) {
-  return {Step::Action::ReadObject, slot, owner, nullptr, nullptr, null};
+constexpr Step readObject(Register place, Failure null, Register owner = Parameter) {
+  return {Step::Action::ReadObject, place, owner, nullptr, nullptr, null};
 }
-constexpr Step readNullable(Slot slot, Slot owner = Parameter) {
-  return {Step::Action::ReadNullable, slot, owner, nullptr, nullptr, {}};
+constexpr Step readNullable(Register place, Register owner = Parameter) {
+  return {Step::Action::ReadNullable, place, owner, nullptr, nullptr, {}};
 }
-constexpr Step readInt(Slot slot, Slot owner = Parameter) {
-  return {Step::Action::ReadInt, slot, owner, nullptr, nullptr, {}};
+constexpr Step readInt(Register place, Register owner = Parameter) {
+  return {Step::Action::ReadInt, place, owner, nullptr, nullptr, {}};
 }
-constexpr Step readByte(Slot slot, Slot owner = Parameter) {
-  return {Step::Action::ReadByte, slot, owner, nullptr, nullptr, {}};
+constexpr Step readByte(Register place, Register owner = Parameter) {
+  return {Step::Action::ReadByte, place, owner, nullptr, nullptr, {}};
 }
-constexpr Step callBooleanValue(Slot slot, Failure missing) {
-  return {Step::Action::CallBooleanValue, slot, Parameter, "booleanValue", "()Z", missing};
+constexpr Step callBooleanValue(Register place, Failure missing) {
+  return {Step::Action::CallBooleanValue, place, Parameter, "booleanValue", "()Z", missing};
 }
 
 /// A structure of the parameter: the one that the mechanism points to, or one that this points to.
@@ -72,49 +72,49 @@ enum class Block : std::uint8_t { Main, Inner };
 /// What goes to one place of a structure.
 struct Cell {
   enum class Content : std::uint8_t {
-    Number,         ///< the slot's int, widened, as a CK_ULONG
-    Byte,           ///< the low byte of the slot's int
-    InlineIv,       ///< 8 bytes of the slot's byte[] in place, whatever its length
-    Iv,             ///< a pointer to 8 bytes of the slot's byte[]; null for a null array
-    WideIv,         ///< a pointer to 8 chars of the slot's char[]; null for a null array
-    Bytes,          ///< a pointer to as many bytes of the slot's byte[] as `measured` has, and that length
+    Number,         ///< the register's int, widened, as a CK_ULONG
+    Byte,           ///< the low byte of the register's int
+    InlineIv,       ///< 8 bytes of the register's byte[] in place, whatever its length
+    Iv,             ///< a pointer to 8 bytes of the register's byte[]; null for a null array
+    WideIv,         ///< a pointer to 8 chars of the register's char[]; null for a null array
+    Bytes,          ///< a pointer to as many bytes of the register's byte[] as `measured` has, and that length
     UnfilledBytes,  ///< the same without copying anything: a zeroed buffer of that length
-    Chars,          ///< a pointer to the chars of the slot's char[] as 16-bit units, and their number as the length
+    Chars,          ///< a pointer to the chars of the register's char[] as 16-bit units, and their number as the length
   };
   Content content;
-  Slot slot;
+  Register place;
   std::size_t offset;
   Block block = Block::Main;
   std::size_t lengthOffset = 0;
-  Slot measured = Parameter;  ///< the array whose length is used
+  Register measured = Parameter;  ///< the array whose length is used
 };
 
-constexpr Cell number(Slot slot, std::size_t offset, Block block = Block::Main) {
-  return {Cell::Content::Number, slot, offset, block};
+constexpr Cell number(Register place, std::size_t offset, Block block = Block::Main) {
+  return {Cell::Content::Number, place, offset, block};
 }
-constexpr Cell byte(Slot slot, std::size_t offset, Block block = Block::Main) {
-  return {Cell::Content::Byte, slot, offset, block};
+constexpr Cell byte(Register place, std::size_t offset, Block block = Block::Main) {
+  return {Cell::Content::Byte, place, offset, block};
 }
-constexpr Cell inlineIv(Slot slot, std::size_t offset) {
-  return {Cell::Content::InlineIv, slot, offset};
+constexpr Cell inlineIv(Register place, std::size_t offset) {
+  return {Cell::Content::InlineIv, place, offset};
 }
-constexpr Cell iv(Slot slot, std::size_t offset, Block block) {
-  return {Cell::Content::Iv, slot, offset, block};
+constexpr Cell iv(Register place, std::size_t offset, Block block) {
+  return {Cell::Content::Iv, place, offset, block};
 }
-constexpr Cell wideIv(Slot slot, std::size_t offset) {
-  return {Cell::Content::WideIv, slot, offset};
+constexpr Cell wideIv(Register place, std::size_t offset) {
+  return {Cell::Content::WideIv, place, offset};
 }
-constexpr Cell bytes(Slot slot, std::size_t offset, std::size_t lengthOffset) {
-  return {Cell::Content::Bytes, slot, offset, Block::Main, lengthOffset, slot};
+constexpr Cell bytes(Register place, std::size_t offset, std::size_t lengthOffset) {
+  return {Cell::Content::Bytes, place, offset, Block::Main, lengthOffset, place};
 }
-constexpr Cell bytesMeasuredBy(Slot measured, Slot slot, std::size_t offset, std::size_t lengthOffset) {
-  return {Cell::Content::Bytes, slot, offset, Block::Main, lengthOffset, measured};
+constexpr Cell bytesMeasuredBy(Register measured, Register place, std::size_t offset, std::size_t lengthOffset) {
+  return {Cell::Content::Bytes, place, offset, Block::Main, lengthOffset, measured};
 }
-constexpr Cell unfilledBytes(Slot slot, std::size_t offset, std::size_t lengthOffset) {
-  return {Cell::Content::UnfilledBytes, slot, offset, Block::Main, lengthOffset, slot};
+constexpr Cell unfilledBytes(Register place, std::size_t offset, std::size_t lengthOffset) {
+  return {Cell::Content::UnfilledBytes, place, offset, Block::Main, lengthOffset, place};
 }
-constexpr Cell chars(Slot slot, std::size_t offset, std::size_t lengthOffset) {
-  return {Cell::Content::Chars, slot, offset, Block::Main, lengthOffset, slot};
+constexpr Cell chars(Register place, std::size_t offset, std::size_t lengthOffset) {
+  return {Cell::Content::Chars, place, offset, Block::Main, lengthOffset, place};
 }
 
 /// The place of a pointer whose block is to be freed.
@@ -170,3 +170,8 @@ const ParameterKind* findParameterKind(CK_MECHANISM_TYPE mechanism);
 
 /// The texts of the conversion carry its name.
 #define CONVERSION(text) "Mechanism2CKMechanism - " text
+
+/// Steps with the texts that most have. A step that is written out says something else.
+#define CLASS(path) findClass(path, {CONVERSION("Class '" path "' not found")})
+#define FIELD(place, name, signature) findField(place, name, signature, {CONVERSION(name " field not found")})
+#define OBJECT(place, ...) readObject(place, {CONVERSION("j" #place " is NULL")} __VA_OPT__(, ) __VA_ARGS__)

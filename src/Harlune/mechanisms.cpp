@@ -11,7 +11,7 @@ constexpr MechanismRow kMechanismRows[] = {
 #include "mechanism_rows.inc"
 };
 
-/// What the steps have found out about one slot.
+/// What the steps have found out for one register.
 struct Value {
   jfieldID field;
   jobject object;
@@ -23,7 +23,7 @@ struct Conversion {
   JNIEnv* env;
   jclass parameterClass;  ///< the first class found
   jclass currentClass;
-  Value values[kSlots];
+  Value values[kRegisters];
 };
 
 [[noreturn]] void fail(JNIEnv* env, const Failure& failure) {
@@ -43,7 +43,7 @@ T requireStep(JNIEnv* env, T result, const Failure& failure) {
 
 void run(Conversion& conversion, const Step& step) {
   JNIEnv* const env = conversion.env;
-  Value& value = conversion.values[step.slot];
+  Value& value = conversion.values[step.place];
   const jobject owner = conversion.values[step.owner].object;
   switch (step.action) {
   case Step::Action::FindClass:
@@ -113,7 +113,7 @@ CK_ULONG measure(JNIEnv* env, jobject array) {
 
 void fill(const Conversion& conversion, const Cell& cell, CK_BYTE_PTR block) {
   JNIEnv* const env = conversion.env;
-  const Value& value = conversion.values[cell.slot];
+  const Value& value = conversion.values[cell.place];
   switch (cell.content) {
   case Cell::Content::Number:
     store(block, cell.offset, widen(value.number));

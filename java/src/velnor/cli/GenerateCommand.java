@@ -18,12 +18,12 @@ import picocli.CommandLine.Parameters;
 import velnor.Attribute;
 import velnor.CKA;
 import velnor.CKK;
-import velnor.CKM;
 import velnor.CKO;
 import velnor.Mechanism;
 import velnor.Session;
 import velnor.TokenKeyPair;
 import velnor.TokenObject;
+import velnor.table.MechanismTable;
 
 @Command(name = "generate", description = "Make a key or a key pair on a token.")
 final class GenerateCommand extends SessionCommand {
@@ -45,21 +45,19 @@ final class GenerateCommand extends SessionCommand {
 
     /** What can be made. */
     enum Kind {
-        AES(CKK.AES, CKM.AES_KEY_GEN, 256, false, Use.ENCRYPT, Use.SIGN, Use.WRAP),
-        DES3(CKK.DES3, CKM.DES3_KEY_GEN, null, false, Use.ENCRYPT, Use.SIGN),
-        GENERIC(CKK.GENERIC_SECRET, CKM.GENERIC_SECRET_KEY_GEN, 256, false, Use.SIGN),
-        RSA(CKK.RSA, CKM.RSA_PKCS_KEY_PAIR_GEN, 2048, true, Use.SIGN, Use.ENCRYPT),
-        EC(CKK.EC, CKM.EC_KEY_PAIR_GEN, null, true, Use.SIGN);
+        AES(CKK.AES, 256, false, Use.ENCRYPT, Use.SIGN, Use.WRAP),
+        DES3(CKK.DES3, null, false, Use.ENCRYPT, Use.SIGN),
+        GENERIC(CKK.GENERIC_SECRET, 256, false, Use.SIGN),
+        RSA(CKK.RSA, 2048, true, Use.SIGN, Use.ENCRYPT),
+        EC(CKK.EC, null, true, Use.SIGN);
 
         private final int keyType;
-        private final int mechanism;
         private final Integer usualBits;
         private final boolean pair;
         private final Set<Use> usualUses;
 
-        Kind(int keyType, int mechanism, Integer usualBits, boolean pair, Use... usualUses) {
+        Kind(int keyType, Integer usualBits, boolean pair, Use... usualUses) {
             this.keyType = keyType;
-            this.mechanism = mechanism;
             this.usualBits = usualBits;
             this.pair = pair;
             this.usualUses = EnumSet.copyOf(Arrays.asList(usualUses));
@@ -136,7 +134,7 @@ final class GenerateCommand extends SessionCommand {
     }
 
     private List<TokenObject> make(Session session) {
-        Mechanism mechanism = new Mechanism(kind.mechanism);
+        Mechanism mechanism = new Mechanism(MechanismTable.usual(kind.keyType).generation().orElseThrow());
         if (!kind.pair) {
             return List.of(session.generateKey(mechanism, secret().toArray(new Attribute[0])));
         }

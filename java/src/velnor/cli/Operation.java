@@ -1,13 +1,17 @@
 package velnor.cli;
 
+import java.util.List;
 import java.util.Locale;
-import java.util.Set;
+import java.util.stream.Collectors;
 
 import velnor.CKA;
 import velnor.CKK;
 import velnor.CKM;
 import velnor.CKO;
 import velnor.TokenObject;
+import velnor.table.MechanismRow;
+import velnor.table.MechanismTable;
+import velnor.table.UsualMechanisms;
 
 /** What is done with a key. */
 enum Operation {
@@ -15,10 +19,6 @@ enum Operation {
     VERIFY(CKO.PUBLIC_KEY, CKA.VERIFY),
     ENCRYPT(CKO.PUBLIC_KEY, CKA.ENCRYPT),
     DECRYPT(CKO.PRIVATE_KEY, CKA.DECRYPT);
-
-    private static final Set<Integer> NO_CIPHER = Set.of(CKK.EC, CKK.DSA, CKK.DH, CKK.X9_42_DH, CKK.GENERIC_SECRET,
-            CKK.MD5_HMAC, CKK.SHA_1_HMAC, CKK.RIPEMD128_HMAC, CKK.RIPEMD160_HMAC, CKK.SHA224_HMAC, CKK.SHA256_HMAC,
-            CKK.SHA384_HMAC, CKK.SHA512_HMAC);
 
     private final int half;
     private final int permission;
@@ -41,43 +41,19 @@ enum Operation {
     /** What most people mean who have such a key. */
     int usualMechanism(int keyType) {
         boolean signature = this == SIGN || this == VERIFY;
-        if (!signature && NO_CIPHER.contains(keyType)) {
+        if (!signature && doesNotEncrypt(keyType)) {
             throw Failure.usage("a key of type " + CKK.name(keyType) + " does not " + name().toLowerCase(Locale.ROOT));
         }
-        Integer usual = signature ? usualSignature(keyType) : usualCipher(keyType);
-        if (usual == null) {
-            throw Failure.usage("with a key of type " + CKK.name(keyType) + " say how, with --mechanism");
-        }
-        return usual;
+        UsualMechanisms usual = MechanismTable.usual(keyType);
+        return (signature ? usual.signature() : usual.cipher()).orElseThrow(() -> Failure
+                .usage("with a key of type " + CKK.name(keyType) + " say how, with --mechanism"));
     }
 
-    private static Integer usualSignature(int keyType) {
-        switch (keyType) {
-        case CKK.RSA:
-            return CKM.SHA256_RSA_PKCS;
-        case CKK.EC:
-            return CKM.ECDSA_SHA256;
-        case CKK.GENERIC_SECRET:
-        case CKK.SHA256_HMAC:
-            return CKM.SHA256_HMAC;
-        case CKK.AES:
-            return CKM.AES_CMAC;
-        case CKK.DES3:
-            return CKM.DES3_CMAC;
-        default:
-            return null;
-        }
-    }
-
-    /** Not AES: without its chaining modes there is none that nobody could be sorry for. */
-    private static Integer usualCipher(int keyType) {
-        switch (keyType) {
-        case CKK.RSA:
-            return CKM.RSA_PKCS_OAEP;
-        case CKK.DES3:
-            return CKM.DES3_CBC_PAD;
-        default:
-            return null;
-        }
+    /** CKM_NULL, which leaves everything as it is, is no cipher. */
+    private static boolean doesNotEncrypt(int keyType) {
+        List<MechanismRow> itsOwn = MechanismTable.rows().stream()
+                .filter(row -> row.keyTypes().contains(keyType) && row.mechanism() != CKM.NULL)
+                .collect(Collectors.toList());
+        return !itsOwn.isEmpty() && itsOwn.stream().noneMatch(row -> row.uses().contains(MechanismRow.Use.ENCRYPT));
     }
 }

@@ -4,22 +4,20 @@ import java.io.IOException;
 import java.security.DigestInputStream;
 import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
-import java.util.Map;
+import java.util.Optional;
+import java.util.OptionalInt;
 
-import velnor.CKM;
 import velnor.Mechanism;
 import velnor.Progress;
 import velnor.TokenSlot;
+import velnor.table.MechanismRow;
+import velnor.table.MechanismTable;
 
 /**
  * How a signature comes about. ECDSA with a digest is ECDSA of the digest, so where a token has the latter alone, as
  * many have, the digest is made here.
  */
 final class SignatureScheme {
-    private static final Map<Integer, String> ECDSA_DIGESTS = Map.of(
-            CKM.ECDSA_SHA1, "SHA-1", CKM.ECDSA_SHA224, "SHA-224", CKM.ECDSA_SHA256, "SHA-256",
-            CKM.ECDSA_SHA384, "SHA-384", CKM.ECDSA_SHA512, "SHA-512");
-
     private final Mechanism mechanism;
     private final String digest;
 
@@ -29,9 +27,10 @@ final class SignatureScheme {
     }
 
     static SignatureScheme of(TokenSlot token, Mechanism wanted) {
-        String digest = ECDSA_DIGESTS.get(wanted.mechanism());
-        return digest == null || token.supports(wanted.mechanism()) ? new SignatureScheme(wanted, null)
-                : new SignatureScheme(new Mechanism(CKM.ECDSA), digest);
+        Optional<MechanismRow> row = MechanismTable.find(wanted.mechanism());
+        OptionalInt base = row.isPresent() ? row.get().base() : OptionalInt.empty();
+        return base.isEmpty() || token.supports(wanted.mechanism()) ? new SignatureScheme(wanted, null)
+                : new SignatureScheme(new Mechanism(base.getAsInt()), row.get().digest());
     }
 
     /** What the token works with. */

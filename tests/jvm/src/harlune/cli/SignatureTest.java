@@ -21,6 +21,8 @@ import java.security.Signature;
 import java.security.interfaces.ECPrivateKey;
 import java.security.interfaces.ECPublicKey;
 import java.security.spec.ECGenParameterSpec;
+import java.security.spec.MGF1ParameterSpec;
+import java.security.spec.PSSParameterSpec;
 import java.util.Base64;
 import java.util.HexFormat;
 import java.util.Set;
@@ -97,6 +99,17 @@ class SignatureTest extends TokenCommands {
         Mac mac = Mac.getInstance("HmacSHA256");
         mac.init(new SecretKeySpec(MAC_KEY, "HmacSHA256"));
         return mac.doFinal(data);
+    }
+
+    @Test
+    void rsaPssWithASaltAsLongAsTheDigest() throws Exception {
+        byte[] signed = user("sign", file("data", LONG), "--label", "rsa", "--mechanism", "SHA256_RSA_PKCS_PSS").run()
+                .assertStatus(0).out();
+        Signature signature = Signature.getInstance("RSASSA-PSS");
+        signature.setParameter(new PSSParameterSpec("SHA-256", "MGF1", MGF1ParameterSpec.SHA256, 32, 1));
+        signature.initVerify(rsa.publicKey);
+        signature.update(LONG);
+        assertTrue(signature.verify(signed));
     }
 
     @Test

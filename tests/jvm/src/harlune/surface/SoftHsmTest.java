@@ -6,8 +6,10 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import harlune.support.Tokens;
+import harlune.token.SecretKeys;
 
 import java.nio.charset.StandardCharsets;
+import java.util.List;
 import java.util.function.Predicate;
 
 import org.junit.jupiter.api.AfterEach;
@@ -108,6 +110,28 @@ class SoftHsmTest {
         Attribute[] template = {new Attribute(CKA.VALUE_LEN, 16), new Attribute(CKA.TOKEN, false)};
         assertThrows(IllegalArgumentException.class, () -> session.wrapKey(new Mechanism(CKM.AES_KEY_WRAP),
                 other.generateKey(generate, template), session.generateKey(generate, template)));
+    }
+
+    /** Each of these ends the process when the token is asked. */
+    @Test
+    void keysOfRareTypesDoNotReachAnotherNaturesMechanism() {
+        Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession();
+        session.login(Tokens.PIN);
+        TokenObject mac = session.createObject(SecretKeys.template(CKK.SHA256_HMAC, new byte[32]));
+        TokenObject edwards = session.generateKeyPair(new Mechanism(CKM.EC_EDWARDS_KEY_PAIR_GEN),
+                new Attribute[] {new Attribute(CKA.EC_PARAMS, new byte[] {0x13, 12, 'e', 'd', 'w', 'a', 'r', 'd', 's',
+                    '2', '5', '5', '1', '9'})},
+                new Attribute[] {new Attribute(CKA.SIGN, true)}).privateKey();
+        for (int mechanism : new int[] {CKM.DSA, CKM.DSA_SHA1, CKM.RSA_PKCS, CKM.SHA256_RSA_PKCS, CKM.ECDSA}) {
+            for (TokenObject key : List.of(mac, edwards)) {
+                IllegalArgumentException e = assertThrows(IllegalArgumentException.class,
+                        () -> session.sign(new Mechanism(mechanism), key, new byte[32]));
+                assertTrue(e.getMessage().startsWith(CKM.name(mechanism) + " is not for a key of type CKK_"),
+                        e.getMessage());
+            }
+        }
+        assertEquals(64, session.sign(new Mechanism(CKM.EDDSA), edwards, new byte[5]).length);
+        assertEquals(32, session.sign(new Mechanism(CKM.SHA256_HMAC), mac, new byte[5]).length);
     }
 
     /** What is left of a creation that was refused can be found, and SoftHSM does not survive its use. */
