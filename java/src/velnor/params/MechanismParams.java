@@ -34,6 +34,7 @@ public interface MechanismParams {
      * went well.
      *
      * @param structure what {@link #structure()} gave, after native code has copied it back
+     * @throws IndexOutOfBoundsException when it is the structure of another parameter
      */
     default void takeBack(Structure structure) {
     }

@@ -58,6 +58,8 @@ final class MonkeyJudge {
                     "the object has none that the JDK knows"),
             new Documented("Attribute\\.text\\(\\)", ClassCastException.class, "the value is of another class"),
             new Documented("Attribute\\.text\\(\\)", NullPointerException.class, "there is no value"),
+            new Documented("\\w+\\.takeBack\\(Structure\\)", IndexOutOfBoundsException.class,
+                    "the structure is that of another parameter"),
             new Documented("\\w+\\.(structure|inOctetString)\\(\\)", NullPointerException.class,
                     "the parameter was made with a null"),
             new Documented("Attribute\\.\\w+Value\\(\\)", ClassCastException.class, "the value is of another class"),
