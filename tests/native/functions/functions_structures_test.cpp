@@ -220,7 +220,7 @@ TEST_F(FunctionsStructuresTest, ArgumentsOfInitialisationArriveWithTheirText) {
     EXPECT_EQ(given->UnlockMutex, nullptr);
     EXPECT_EQ(given->flags, CKF_OS_LOCKING_OK);
     EXPECT_STREQ(static_cast<const char*>(given->pReserved), "configdir=x");
-    CK_VOID_PTR behind = given;
+    CK_VOID_PTR behind = pInitArgs;
     std::memcpy(&behind, given + 1, sizeof behind);
     EXPECT_EQ(behind, nullptr);
     called = true;
