@@ -30,10 +30,9 @@ struct LoadFailure {
   char text[512];
 };
 
-void explain(LoadFailure& why, CK_RV Rv, const char* text, const char* detail) {
+void explain(LoadFailure& why, CK_RV Rv, const char* text) {
   why.Rv = Rv;
-  std::snprintf(why.text, sizeof why.text, "%s%s%s", text, detail == nullptr ? "" : ": ",
-                detail == nullptr ? "" : detail);
+  std::snprintf(why.text, sizeof why.text, "%s", text);
 }
 
 /// The list of the module's interface of version 3, or null.
@@ -53,10 +52,25 @@ const CK_FUNCTION_LIST_3_0* findList_3_0(void* hModule) {
   return list->version.major == version.major ? list : nullptr;
 }
 
+/// What the loader has found; a path that does not begin at the root is completed.
+void rememberPath(void* hModule, Module& module) {
+  const link_map* map = nullptr;
+  if (dlinfo(hModule, RTLD_DI_LINKMAP, &map) != 0 || map->l_name == nullptr) {
+    return;
+  }
+  char* const whole = map->l_name[0] == '/' ? nullptr : realpath(map->l_name, nullptr);
+  const char* const path = whole == nullptr ? map->l_name : whole;
+  const std::size_t size = std::strlen(path) + 1;
+  if (path[0] == '/' && size <= sizeof module.path) {
+    std::memcpy(module.path, path, size);
+  }
+  std::free(whole);
+}
+
 bool describe(void* hModule, const char* name, Module& module, LoadFailure& why) {
   const auto getFunctionList = reinterpret_cast<CK_C_GetFunctionList>(dlsym(hModule, "C_GetFunctionList"));
   if (getFunctionList == nullptr) {
-    explain(why, CKR_GENERAL_ERROR, "C_GetFunctionList function not found in pkcs#11 library", nullptr);
+    explain(why, CKR_GENERAL_ERROR, "C_GetFunctionList function not found in pkcs#11 library");
     return false;
   }
   CK_FUNCTION_LIST_PTR list = nullptr;
@@ -65,7 +79,7 @@ bool describe(void* hModule, const char* name, Module& module, LoadFailure& why)
     return false;
   }
   if (list == nullptr) {
-    explain(why, CKR_GENERAL_ERROR, "C_GetFunctionList of the pkcs#11 library gave no list", nullptr);
+    explain(why, CKR_GENERAL_ERROR, "C_GetFunctionList of the pkcs#11 library gave no list");
     return false;
   }
   module.hModule = hModule;
@@ -76,16 +90,7 @@ bool describe(void* hModule, const char* name, Module& module, LoadFailure& why)
   module.list_3_0 = findList_3_0(hModule);
   module.setCallBack =
       isOfCallbackFamily(name) ? reinterpret_cast<C_SetCallBack_t>(dlsym(hModule, "C_SetCallBack")) : nullptr;
-  const link_map* map = nullptr;
-  if (dlinfo(hModule, RTLD_DI_LINKMAP, &map) == 0 && map->l_name != nullptr &&
-      std::strlen(map->l_name) < sizeof module.path) {
-    std::strcpy(module.path, map->l_name);
-  }
-  if (module.path[0] != '/') {
-    char* const whole = module.path[0] == '\0' ? nullptr : realpath(module.path, nullptr);
-    std::snprintf(module.path, sizeof module.path, "%s", whole == nullptr ? "" : whole);
-    std::free(whole);
-  }
+  rememberPath(hModule, module);
   module.isSecondAuthenticationRequired = module.path[0] == '\0' || !configurationDeclaresSignerPin(module.path);
   return true;
 }
@@ -116,16 +121,19 @@ jlong enterOrRelease(const Module& module, LoadFailure& why) {
     std::free(copy);
   }
   if (id == 0) {
-    explain(why, CKR_GENERAL_ERROR, "too many pkcs#11 libraries", nullptr);
+    explain(why, CKR_GENERAL_ERROR, "too many pkcs#11 libraries");
   }
   return id;
 }
 
 /// The id of the module, or 0. Nothing is locked: a file that the loader cannot get through keeps nobody else waiting.
 jlong load(const char* name, LoadFailure& why) {
-  void* const hModule = dlopen(name, RTLD_LAZY);
+  const char* const hindrance = whyNotToLoad(name);
+  void* const hModule = hindrance == nullptr ? dlopen(name, RTLD_LAZY) : nullptr;
   if (hModule == nullptr) {
-    explain(why, CKR_GENERAL_ERROR, "error loading pkcs#11 library", dlerror());
+    why.Rv = CKR_GENERAL_ERROR;
+    std::snprintf(why.text, sizeof why.text, "error loading pkcs#11 library: %s%s%s", hindrance == nullptr ? "" : name,
+                  hindrance == nullptr ? "" : ": ", hindrance == nullptr ? dlerror() : hindrance);
     return 0;
   }
   Module module = {};
@@ -166,9 +174,9 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_load(JNIEnv* env, jclass
   const CK_RV Rv = withBytes(env, path, [&](Bytes bytes) {
     char name[sizeof sLibFullPath];
     if (bytes.length == 0 || std::memchr(bytes.bytes, 0, bytes.length) != nullptr) {
-      explain(why, CKR_ARGUMENTS_BAD, "No cryptoki library specified", nullptr);
+      explain(why, CKR_ARGUMENTS_BAD, "No cryptoki library specified");
     } else if (bytes.length >= sizeof name) {
-      explain(why, CKR_ARGUMENTS_BAD, "name of the pkcs#11 library is too long", nullptr);
+      explain(why, CKR_ARGUMENTS_BAD, "name of the pkcs#11 library is too long");
     } else {
       std::memcpy(name, bytes.bytes, bytes.length);
       name[bytes.length] = '\0';

@@ -9,6 +9,9 @@
 #include <type_traits>
 #include <typeinfo>
 
+// Of a structure that extends another one the compilers know the offsets, too.
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+
 namespace {
 
 template <typename T>
