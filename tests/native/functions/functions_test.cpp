@@ -63,8 +63,8 @@ jlong FunctionsTest::load(const std::string& path) {
   return id;
 }
 
-std::string FunctionsTest::copy(const char* file) {
-  return directory_.copy(file, "module-" + std::to_string(++copies_) + ".so");
+std::string FunctionsTest::copy(const char* file, const std::string& name) {
+  return directory_.copy(file, name + "-" + std::to_string(++copies_) + ".so");
 }
 
 jlong FunctionsTest::puppetModule() {

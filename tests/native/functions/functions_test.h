@@ -53,7 +53,7 @@ public:
   /// Loads a module; fails the test when it cannot be.
   jlong load(const std::string& path);
   /// A copy of the file in a place of its own, for a module that no other test has loaded.
-  std::string copy(const char* file);
+  std::string copy(const char* file, const std::string& name = "module");
 
   /// The module that the tests hold the strings of, with every function; the same one for all tests of a process.
   jlong puppetModule();

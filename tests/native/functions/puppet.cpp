@@ -13,6 +13,11 @@ namespace {
 
 std::function<CK_RV(CK_FUNCTION_LIST_PTR_PTR)> getFunctionList;
 std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> getInterface;
+std::function<CK_RV(CK_LONG, CK_VOID_PTR)> setCallBack;
+
+CK_RV callSetCallBack(CK_LONG kind, CK_VOID_PTR callback) {
+  return setCallBack(kind, callback);
+}
 
 CK_RV callGetFunctionList(CK_FUNCTION_LIST_PTR_PTR ppFunctionList) {
   return getFunctionList(ppFunctionList);
@@ -177,6 +182,11 @@ void Module::list(std::function<CK_RV(CK_FUNCTION_LIST_PTR_PTR)> answers) {
 void Module::interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers) {
   getInterface = std::move(answers);
   hang(handle_, "puppet_get_interface", callGetInterface);
+}
+
+void Module::callback(std::function<CK_RV(CK_LONG, CK_VOID_PTR)> answers) {
+  setCallBack = std::move(answers);
+  hang(handle_, "puppet_set_callback", callSetCallBack);
 }
 
 }  // namespace puppet

@@ -194,6 +194,8 @@ public:
   }
   /// What C_GetInterface answers.
   void interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers);
+  /// What C_SetCallBack does.
+  void callback(std::function<CK_RV(CK_LONG, CK_VOID_PTR)> answers);
 
 private:
   std::string path_;

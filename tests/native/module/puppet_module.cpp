@@ -1,5 +1,5 @@
 /// A module that has nothing but what a test gives it: the function list, the answer with it, and, compiled with
-/// HARLUNE_PUPPET_INTERFACES, its interfaces. Every copy of the file is a module of its own.
+/// HARLUNE_PUPPET_INTERFACES or HARLUNE_PUPPET_CALLBACK, its interfaces or the vendor entry for a callback. Every copy of the file is a module of its own.
 #include "pkcs11.h"
 
 #define EXPORTED __attribute__((visibility("default")))
@@ -19,6 +19,14 @@ EXPORTED CK_RV C_GetInterface(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVe
                               CK_FLAGS flags) {
   return puppet_get_interface == nullptr ? CKR_FUNCTION_FAILED
                                          : puppet_get_interface(pInterfaceName, pVersion, ppInterface, flags);
+}
+#endif
+
+#ifdef HARLUNE_PUPPET_CALLBACK
+EXPORTED CK_RV (*puppet_set_callback)(CK_LONG, CK_VOID_PTR) = nullptr;
+
+EXPORTED CK_RV C_SetCallBack(CK_LONG kind, CK_VOID_PTR callback) {
+  return puppet_set_callback == nullptr ? CKR_FUNCTION_FAILED : puppet_set_callback(kind, callback);
 }
 #endif
 

@@ -14,5 +14,6 @@ const char* const kListNull = MODULE_LIST_NULL;
 const char* const kListEmpty = MODULE_LIST_EMPTY;
 const char* const kPuppet = MODULE_PUPPET;
 const char* const kPuppetWithInterfaces = MODULE_PUPPET_INTERFACES;
+const char* const kPuppetWithCallback = MODULE_PUPPET_CALLBACK;
 
 }  // namespace modules

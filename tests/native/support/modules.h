@@ -16,5 +16,6 @@ extern const char* const kListEmpty;               ///< every entry of the list 
 
 extern const char* const kPuppet;                  ///< what it has is a test's; see functions/puppet.h
 extern const char* const kPuppetWithInterfaces;    ///< that, with C_GetInterface
+extern const char* const kPuppetWithCallback;      ///< that, with C_SetCallBack
 
 }  // namespace modules
