@@ -169,25 +169,28 @@ inline bool isWithin(jlong size, jint off, jint len) {
   return off >= 0 && len >= 0 && len <= size - off;
 }
 
-/// Runs `use` on a copy of a range of a Java array; a null array is a null pointer.
+/// Runs `use` on a copy of a range that lies within its Java array.
 template <typename Use>
-CK_RV withBytes(JNIEnv* env, jbyteArray array, jint off, jint len, Use&& use) {
-  if (array == nullptr) {
-    return use(Bytes{nullptr, 0});
-  }
-  if (!isWithin(env->GetArrayLength(array), off, len)) {
-    return CKR_ARGUMENTS_BAD;
-  }
+CK_RV withCopy(JNIEnv* env, jbyteArray array, jint off, jint len, Use&& use) {
   return withMemory(widen(len), [&](CK_BYTE_PTR bytes) {
     env->GetByteArrayRegion(array, off, len, reinterpret_cast<jbyte*>(bytes));
     return use(Bytes{bytes, widen(len)});
   });
 }
 
+/// Runs `use` on a copy of a range of a Java array; a null array is a null pointer.
+template <typename Use>
+CK_RV withBytes(JNIEnv* env, jbyteArray array, jint off, jint len, Use&& use) {
+  if (array == nullptr) {
+    return use(Bytes{nullptr, 0});
+  }
+  return isWithin(env->GetArrayLength(array), off, len) ? withCopy(env, array, off, len, use) : CKR_ARGUMENTS_BAD;
+}
+
 /// The same of a whole array.
 template <typename Use>
 CK_RV withBytes(JNIEnv* env, jbyteArray array, Use&& use) {
-  return withBytes(env, array, 0, array == nullptr ? 0 : env->GetArrayLength(array), use);
+  return array == nullptr ? use(Bytes{nullptr, 0}) : withCopy(env, array, 0, env->GetArrayLength(array), use);
 }
 
 /// Runs `use` on a range of a direct buffer, where it lies.
@@ -209,19 +212,21 @@ inline CK_RV believed(CK_RV Rv, bool isQuery, const Reported& reported) {
   return Rv == CKR_OK && reported.length > most ? CKR_GENERAL_ERROR : Rv;
 }
 
-/// Runs `use`, which calls a module with a pointer and with the place of a length, on room for a range of a Java array,
-/// and copies what comes out. A null array makes it a query for the length.
+/// Runs `use`, which calls a module with a pointer and with the place of a length, without a pointer: it asks for the
+/// length.
 template <typename Use>
-CK_RV withRoom(JNIEnv* env, jbyteArray array, jint off, jint len, Reported& reported, Use&& use) {
+CK_RV withoutRoom(Reported& reported, Use&& use) {
   reported = {0, 0};
-  if (array == nullptr) {
-    return believed(use(nullptr, &reported.length), true, reported);
-  }
-  if (!isWithin(env->GetArrayLength(array), off, len)) {
-    return CKR_ARGUMENTS_BAD;
-  }
+  return believed(use(nullptr, &reported.length), true, reported);
+}
+
+/// Runs `use` on room for a range that lies within its Java array, and copies what comes out. The room is zeroed: what
+/// a module claims and has not written must not be what somebody else left there.
+template <typename Use>
+CK_RV withRoomWithin(JNIEnv* env, jbyteArray array, jint off, jint len, Reported& reported, Use&& use) {
   reported = {widen(len), widen(len)};
   return withMemory(reported.room, [&](CK_BYTE_PTR bytes) {
+    std::memset(bytes, 0, reported.room);
     const CK_RV Rv = believed(use(bytes, &reported.length), false, reported);
     if (Rv == CKR_OK) {
       env->SetByteArrayRegion(array, off, narrow(reported.length), reinterpret_cast<const jbyte*>(bytes));
@@ -230,12 +235,28 @@ CK_RV withRoom(JNIEnv* env, jbyteArray array, jint off, jint len, Reported& repo
   });
 }
 
+/// Runs `use` on room for a range of a Java array; without an array it asks for the length.
+template <typename Use>
+CK_RV withRoom(JNIEnv* env, jbyteArray array, jint off, jint len, Reported& reported, Use&& use) {
+  if (array == nullptr) {
+    return withoutRoom(reported, use);
+  }
+  return isWithin(env->GetArrayLength(array), off, len) ? withRoomWithin(env, array, off, len, reported, use)
+                                                        : CKR_ARGUMENTS_BAD;
+}
+
+/// The same of a whole array.
+template <typename Use>
+CK_RV withRoom(JNIEnv* env, jbyteArray array, Reported& reported, Use&& use) {
+  return array == nullptr ? withoutRoom(reported, use)
+                          : withRoomWithin(env, array, 0, env->GetArrayLength(array), reported, use);
+}
+
 /// The same on a direct buffer, where it lies.
 template <typename Use>
 CK_RV withRoom(JNIEnv* env, jobject buffer, jint off, jint len, Reported& reported, Use&& use) {
-  reported = {0, 0};
   if (buffer == nullptr) {
-    return believed(use(nullptr, &reported.length), true, reported);
+    return withoutRoom(reported, use);
   }
   return withBytes(env, buffer, off, len, [&](Bytes room) {
     reported = {room.length, room.length};
@@ -246,13 +267,14 @@ CK_RV withRoom(JNIEnv* env, jobject buffer, jint off, jint len, Reported& report
 /// The same on a Java array of numbers or handles, all of it.
 template <typename Use>
 CK_RV withNumbers(JNIEnv* env, jlongArray array, Reported& reported, Use&& use) {
-  reported = {0, 0};
   if (array == nullptr) {
-    return believed(use(nullptr, &reported.length), true, reported);
+    return withoutRoom(reported, use);
   }
   const CK_ULONG room = widen(env->GetArrayLength(array));
+  const CK_ULONG size = room * sizeof(CK_ULONG);
   reported = {room, room};
-  return withMemory<Content::Open>(room * sizeof(CK_ULONG), [&](CK_BYTE_PTR bytes) {
+  return withMemory<Content::Open>(size, [&](CK_BYTE_PTR bytes) {
+    std::memset(bytes, 0, size);
     const auto numbers = reinterpret_cast<CK_ULONG_PTR>(bytes);
     const CK_RV Rv = believed(use(numbers, &reported.length), false, reported);
     if (Rv == CKR_OK) {
@@ -301,7 +323,8 @@ bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Block& block);
 /// Whether every attribute of a template lies within its block, so that a module can be given it.
 bool isTemplate(const Block& block);
 
-/// Makes offsets of the pointers again; one that does not lead into the block any more becomes -1.
+/// Makes offsets of the pointers again; one that does not lead into the block any more becomes -1. The places lie where
+/// a module writes that does not keep to its room, so they are looked at anew.
 void closeBlock(const Block& block);
 
 /// Runs `use` on a copy of a structure and copies it back if Java asks for that; null is a null pointer.

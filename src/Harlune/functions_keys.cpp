@@ -41,8 +41,7 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_wrapKey(JNIEnv* env, jcl
   Reported reported = {};
   const CK_RV Rv = callOnly(module, &CK_FUNCTION_LIST_3_0::C_WrapKey, [&](auto C_WrapKey) {
     return withMechanism(env, mechanism, parameter, [&](CK_MECHANISM_PTR pMechanism) {
-      const jint room = out == nullptr ? 0 : env->GetArrayLength(out);
-      return withRoom(env, out, 0, room, reported, [&](CK_BYTE_PTR pWrappedKey, CK_ULONG_PTR pulWrappedKeyLen) {
+      return withRoom(env, out, reported, [&](CK_BYTE_PTR pWrappedKey, CK_ULONG_PTR pulWrappedKeyLen) {
         return C_WrapKey(handle(hSession), pMechanism, handle(hWrappingKey), handle(hKey), pWrappedKey,
                          pulWrappedKeyLen);
       });

@@ -27,7 +27,7 @@ jint tell(JNIEnv* env, jbyteArray room, const char* text) {
 /// Fills the text unless the module has refused with an answer of its own.
 struct LoadFailure {
   CK_RV Rv;
-  char text[512];
+  char text[2 * sizeof sLibFullPath];  // the loader's texts name the file
 };
 
 void explain(LoadFailure& why, CK_RV Rv, const char* text) {
@@ -95,8 +95,18 @@ bool describe(void* hModule, const char* name, Module& module, LoadFailure& why)
   return true;
 }
 
-/// Takes a module into the table unless it is there: the loader gives the same handle for the same file. Its id, or 0
-/// when the table is full.
+/// The id under which a module is in the table, or 0: the loader gives the same handle for the same file.
+jlong findId(void* hModule) {
+  for (std::size_t i = 0; i < std::size(modules); ++i) {
+    const Module* const there = modules[i].load(std::memory_order_acquire);
+    if (there == nullptr || there->hModule == hModule) {
+      return there == nullptr ? 0 : static_cast<jlong>(i + 1);
+    }
+  }
+  return 0;
+}
+
+/// Takes a module into the table, unless another thread was faster. Its id, or 0 when the table is full.
 jlong enter(const Module* module, bool& isNew) {
   for (std::size_t i = 0; i < std::size(modules); ++i) {
     const Module* there = nullptr;
@@ -108,14 +118,13 @@ jlong enter(const Module* module, bool& isNew) {
   return 0;
 }
 
-jlong enterOrRelease(const Module& module, LoadFailure& why) {
+jlong enterCopy(const Module& module, bool& isNew, LoadFailure& why) {
   const auto copy = static_cast<Module*>(std::malloc(sizeof module));
   if (copy == nullptr) {
     why.Rv = CKR_HOST_MEMORY;
     return 0;
   }
   *copy = module;
-  bool isNew = false;
   const jlong id = enter(copy, isNew);
   if (!isNew) {
     std::free(copy);
@@ -124,6 +133,16 @@ jlong enterOrRelease(const Module& module, LoadFailure& why) {
     explain(why, CKR_GENERAL_ERROR, "too many pkcs#11 libraries");
   }
   return id;
+}
+
+/// An unwinder that is linked in does not know the registers before its first raise. A module's exceptions come from
+/// another unwinder, so without one raise of our own they could not be caught here.
+void wakeUnwinder() {
+  try {
+    raise(CKR_OK);
+  } catch (CK_RV) {
+    return;
+  }
 }
 
 /// The id of the module, or 0. Nothing is locked: a file that the loader cannot get through keeps nobody else waiting.
@@ -136,10 +155,15 @@ jlong load(const char* name, LoadFailure& why) {
                   hindrance == nullptr ? "" : ": ", hindrance == nullptr ? dlerror() : hindrance);
     return 0;
   }
-  Module module = {};
-  const jlong id = describe(hModule, name, module, why) ? enterOrRelease(module, why) : 0;
+  bool isNew = false;
+  jlong id = findId(hModule);
   if (id == 0) {
-    dlclose(hModule);
+    wakeUnwinder();
+    Module module = {};
+    id = describe(hModule, name, module, why) ? enterCopy(module, isNew, why) : 0;
+  }
+  if (!isNew) {
+    dlclose(hModule);  // the record holds the module once
   }
   return id;
 }
@@ -207,7 +231,10 @@ JNIEXPORT jboolean JNICALL Java_velnor_nat_NativeFunctions_has(JNIEnv*, jclass, 
 JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_initialize(JNIEnv* env, jclass, jlong module,
                                                                   jbyteArray arguments) {
   return answer(callOnly(module, &CK_FUNCTION_LIST_3_0::C_Initialize, [&](auto C_Initialize) {
-    return withStructure(env, arguments, [&](Bytes structure) { return C_Initialize(structure.bytes); });
+    return withStructure(env, arguments, [&](Bytes structure) {
+      const bool isWhole = structure.bytes == nullptr || structure.length >= sizeof(CK_C_INITIALIZE_ARGS);
+      return isWhole ? C_Initialize(structure.bytes) : CKR_ARGUMENTS_BAD;
+    });
   }));
 }
 

@@ -21,7 +21,10 @@ JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_openSession(JNIEnv* env, 
       const CK_RV Rv = C_OpenSession(handle(slotID), handle(flags), nullptr, nullptr, phSession);
       const C_SetCallBack_t setCallBack = findModule(module)->setCallBack;
       if (Rv == CKR_OK && setCallBack != nullptr) {
-        installSignerPinCallback(setCallBack);
+        guarded([&] {
+          installSignerPinCallback(setCallBack);
+          return CKR_OK;  // a module that refuses the callback must not fail the session
+        });
       }
       return Rv;
     });

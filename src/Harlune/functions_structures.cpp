@@ -31,18 +31,20 @@ bool leadsInto(const Block& block, CK_ULONG value) {
   return value - addressOf(block) <= block.size;
 }
 
+bool isPlace(const Block& block, std::int32_t place) {
+  return place >= 0 && block.size >= sizeof(CK_ULONG) && widen(place) <= block.size - sizeof(CK_ULONG);
+}
+
 bool makeAddresses(const Block& block) {
-  const CK_ULONG width = sizeof(CK_ULONG);
-  for (CK_ULONG i = 0; i < block.pointers; ++i) {
-    const CK_ULONG place = widen(block.places[i]);
-    if (place > block.size || block.size - place < width || get(block, block.places[i]) > block.size) {
+  const std::int32_t* const end = block.places + block.pointers;
+  for (const std::int32_t* place = block.places; place != end; ++place) {
+    if (!isPlace(block, *place) || get(block, *place) > block.size) {
       return false;
     }
-    put(block, block.places[i], addressOf(block) + get(block, block.places[i]));
+    put(block, *place, addressOf(block) + get(block, *place));
   }
   // Places that overlap have spoilt each other.
-  return std::all_of(block.places, block.places + block.pointers,
-                     [&](std::int32_t place) { return leadsInto(block, get(block, place)); });
+  return std::all_of(block.places, end, [&](std::int32_t place) { return leadsInto(block, get(block, place)); });
 }
 
 }  // namespace
@@ -80,8 +82,10 @@ bool isTemplate(const Block& block) {
 }
 
 void closeBlock(const Block& block) {
-  for (CK_ULONG i = 0; i < block.pointers; ++i) {
-    const CK_ULONG value = get(block, block.places[i]);
-    put(block, block.places[i], leadsInto(block, value) ? value - addressOf(block) : CK_UNAVAILABLE_INFORMATION);
-  }
+  std::for_each(block.places, block.places + block.pointers, [&](std::int32_t place) {
+    if (isPlace(block, place)) {
+      const CK_ULONG value = get(block, place);
+      put(block, place, leadsInto(block, value) ? value - addressOf(block) : CK_UNAVAILABLE_INFORMATION);
+    }
+  });
 }

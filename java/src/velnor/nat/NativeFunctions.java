@@ -23,7 +23,8 @@ import java.nio.ByteBuffer;
  *
  * <p><strong>Bytes.</strong> A null array is a null pointer with length 0; an empty range is not null. Arrays are copied
  * on the way in and on the way out, and the copies are wiped; a direct buffer is used where it lies, by absolute
- * positions. Nothing is pinned while a module works. When a call fails, output arrays stay as they were.
+ * positions. Nothing is pinned while a module works. When a call fails, output arrays stay as they were; a structure that
+ * comes back does so then, too.
  *
  * <p><strong>Structures</strong> (templates, mechanism parameters, initialisation arguments) are bytes that {@link
  * Structure} lays out.
@@ -478,7 +479,7 @@ public final class NativeFunctions {
      * @param session the session
      * @param object the object
      * @param template the template as a {@link Structure}; one that comes back has the values and lengths
-     * @return the answer; what comes back does so after a refusal too, as the standard has it for reading
+     * @return the answer
      */
     public static native int attributes(long module, int function, long session, long object, byte[] template);
 
