@@ -289,6 +289,35 @@ TEST_F(FunctionsBytesTest, LessThanWasWrittenIsAllThatIsCopied) {
   EXPECT_EQ(env.show(numbers), "[-6917529027641081855, -6917529027641081854, 7, 7]");
 }
 
+// What a module claims and has not written must not be what somebody else left in the memory.
+TEST_F(FunctionsBytesTest, WhatAModuleDidNotWriteIsZero) {
+  for (const jint size : {20, 5000}) {
+    const auto count = static_cast<CK_ULONG>(size);
+    // Leaves something behind where it is looked for.
+    process(array(std::string(count, 'x')), 0, size, array(std::string(count, 'x')), 0, size);
+    puppet::Entry<&puppet::FunctionList::C_SignFinal>::behaviour = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG_PTR) {
+      return CKR_OK;
+    };
+    puppet::Entry<&puppet::FunctionList::C_FindObjects>::behaviour =
+        [count](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR, CK_ULONG, CK_ULONG_PTR pulObjectCount) {
+          *pulObjectCount = count;
+          return CKR_OK;
+        };
+    puppet::Entry<&puppet::FunctionList::C_GenerateRandom>::behaviour = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG) {
+      return CKR_OK;
+    };
+    const jbyteArray out = array(std::string(count, '-'));
+    EXPECT_EQ(output(out, 0, size), size);
+    EXPECT_EQ(env.bytesOf(out), std::string(count, '\0'));
+    const jbyteArray random = array(std::string(count, '-'));
+    EXPECT_EQ(fill(random, 0, size), 0);
+    EXPECT_EQ(env.bytesOf(random), std::string(count, '\0'));
+    const jlongArray numbers = env.longs("", jvm::Longs(count, 7));
+    EXPECT_EQ(find(numbers), size);
+    EXPECT_EQ(std::get<jvm::Longs>(env.target(numbers)->contents), jvm::Longs(count, 0));
+  }
+}
+
 TEST_F(FunctionsBytesTest, OutputMayGoWhereInputCameFrom) {
   const jbyteArray both = array();
   EXPECT_EQ(process(both, 0, 17, both, 1, 16), 8);

@@ -341,8 +341,8 @@ TEST_F(FunctionsStructuresTest, APointerToTheEndOfTheBlockIsOne) {
   EXPECT_EQ(env.bytesOf(parameter), structure.bytes());
 }
 
-// When a call fails, output arrays stay as they were; reading attributes alone is otherwise.
-TEST_F(FunctionsStructuresTest, AParameterOfACallThatFailsStaysAsItWas) {
+// A module may have told with it what is wrong.
+TEST_F(FunctionsStructuresTest, AParameterOfACallThatFailsComesBackToo) {
   parameterIs([](const CK_MECHANISM& mechanism) {
     walkAndWrite(mechanism);
     return CKR_DEVICE_ERROR;
@@ -351,7 +351,8 @@ TEST_F(FunctionsStructuresTest, AParameterOfACallThatFailsStaysAsItWas) {
   nested.structure.comesBack();
   const jbyteArray parameter = env.bytes("parameter", nested.structure.bytes());
   EXPECT_EQ(keyedInit(parameter), jint(CKR_DEVICE_ERROR));
-  EXPECT_EQ(env.bytesOf(parameter), nested.structure.bytes());
+  EXPECT_EQ(StructureBytes::block(env.bytesOf(parameter), nested.iv, 12), "generated IV");
+  EXPECT_EQ(StructureBytes::number(env.bytesOf(parameter), offsetof(Outer, pIv)), nested.iv);
 }
 
 // --- What comes back of templates ------------------------------------------------------------------------------------
@@ -398,21 +399,26 @@ TEST_F(FunctionsStructuresTest, ValuesAndLengthsAreReadAfterARefusalToo) {
   }
 }
 
-TEST_F(FunctionsStructuresTest, APointerThatTheModuleMovedIsMinusOne) {
+TEST_F(FunctionsStructuresTest, APointerThatTheModuleMovedTellsWhereToOrMinusOne) {
   static CK_BYTE elsewhere[8] = {};
   const ReadTemplate read;
+  constexpr std::uint64_t kGone = ~std::uint64_t(0);
   struct Move {
     const char* to;
     std::function<CK_VOID_PTR(CK_ATTRIBUTE_PTR)> where;
+    std::uint64_t comesBackAs;
   };
   const Move moves[] = {
-      {"nowhere", [](CK_ATTRIBUTE_PTR) { return nullptr; }},
-      {"elsewhere", [](CK_ATTRIBUTE_PTR) -> CK_VOID_PTR { return elsewhere; }},
-      {"before the block", [](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return reinterpret_cast<CK_BYTE_PTR>(p) - 1; }},
+      {"nowhere", [](CK_ATTRIBUTE_PTR) { return nullptr; }, kGone},
+      {"elsewhere", [](CK_ATTRIBUTE_PTR) -> CK_VOID_PTR { return elsewhere; }, kGone},
+      {"before the block", [](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return reinterpret_cast<CK_BYTE_PTR>(p) - 1; }, kGone},
       {"behind the block",
-       [&read](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return reinterpret_cast<CK_BYTE_PTR>(p) + read.structure.size() + 1; }},
-      {"the second value", [](CK_ATTRIBUTE_PTR p) { return p[1].pValue; }},
-      {"the template itself", [](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return p; }},
+       [&read](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR {
+         return reinterpret_cast<CK_BYTE_PTR>(p) + read.structure.size() + 1;
+       },
+       kGone},
+      {"the second value", [](CK_ATTRIBUTE_PTR p) { return p[1].pValue; }, read.second},
+      {"the template itself", [](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return p; }, 0},
   };
   for (const Move& move : moves) {
     SCOPED_TRACE(move.to);
@@ -421,7 +427,7 @@ TEST_F(FunctionsStructuresTest, APointerThatTheModuleMovedIsMinusOne) {
       return CKR_OK;
     });
     std::string expected = read.structure.bytes();
-    expected.replace(StructureBytes::kHead + 8, 8, numbers({~std::uint64_t(0)}));
+    expected.replace(StructureBytes::kHead + 8, 8, numbers({move.comesBackAs}));
     const jbyteArray array = env.bytes("template", read.structure.bytes());
     EXPECT_EQ(attributes("C_GetAttributeValue", array), 0);
     EXPECT_EQ(env.bytesOf(array), expected);
