@@ -31,20 +31,21 @@ bool leadsInto(const Block& block, CK_ULONG value) {
   return value - addressOf(block) <= block.size;
 }
 
+/// Whether a pointer can be there. Pointers are aligned, so that no two places overlap unless they are the same.
 bool isPlace(const Block& block, std::int32_t place) {
-  return place >= 0 && block.size >= sizeof(CK_ULONG) && widen(place) <= block.size - sizeof(CK_ULONG);
+  return place >= 0 && widen(place) % sizeof(CK_ULONG) == 0 && block.size >= sizeof(CK_ULONG) &&
+         widen(place) <= block.size - sizeof(CK_ULONG);
 }
 
 bool makeAddresses(const Block& block) {
-  const std::int32_t* const end = block.places + block.pointers;
-  for (const std::int32_t* place = block.places; place != end; ++place) {
-    if (!isPlace(block, *place) || get(block, *place) > block.size) {
+  return std::all_of(block.places, block.places + block.pointers, [&](std::int32_t place) {
+    // A place that is there twice has an address by then, which is beyond all sizes.
+    if (!isPlace(block, place) || get(block, place) > block.size) {
       return false;
     }
-    put(block, *place, addressOf(block) + get(block, *place));
-  }
-  // Places that overlap have spoilt each other.
-  return std::all_of(block.places, end, [&](std::int32_t place) { return leadsInto(block, get(block, place)); });
+    put(block, place, addressOf(block) + get(block, place));
+    return true;
+  });
 }
 
 }  // namespace

@@ -56,6 +56,7 @@ std::vector<Malformed> malformed() {
       {"TrailingByte", made({24, 24, 0, 0}, block24, {}) + "x"},
       {"TrailingWord", made({24, 24, 1, 0}, pointing, {0, 0})},
       {"SameTwice", made({24, 24, 2, 0}, pointing, {0, 0})},
+      {"PlaceInBetween", made({24, 24, 1, 0}, numbers({0, 0, 0}), {4})},
       {"OverlapByHalf", made({24, 24, 2, 0}, pointing, {0, 4})},
       {"OverlapByAByte", made({24, 24, 2, 0}, numbers({0, 0, 0}), {8, 15})},
       {"OverlapBefore", made({24, 24, 2, 0}, numbers({0, 0, 0}), {12, 8})},

@@ -11,7 +11,7 @@ import java.util.Arrays;
  *
  * <p>The bytes for native code ({@link #bytes()}) are a head of four {@code int}s (the size of the block, the length of
  * the structure at its beginning, the number of pointers, and 1 if the block comes back, else 0), the block, and the place
- * of each pointer as an {@code int}. In a block that comes back, a pointer that leads out of it is -1.
+ * of each pointer, a multiple of 8, as an {@code int}. In a block that comes back, a pointer that leads out of it is -1.
  *
  * <p>The block grows as blocks are added; what it had is wiped when it moves. It may hold a secret, so {@link #wipe()} it
  * after use.
