@@ -65,9 +65,7 @@ protected:
     EXPECT_TRUE(answered == JNI_TRUE || answered == JNI_FALSE);
     return answered == JNI_TRUE;
   }
-  jint callLogout(jlong module) {
-    return NATIVE(number)(jni, nullptr, module, indexOf("C_Logout"), kSession);
-  }
+  jint callLogout(jlong module) { return NATIVE(number)(jni, nullptr, module, indexOf("C_Logout"), kSession); }
   jint answerOfCall(const std::string& name, jlong module) {
     const Call& call = callOf(name);
     Arguments given(env, module, call.index());
@@ -90,7 +88,8 @@ TEST_F(FunctionsModulesTest, AnswersAreDescribedIn34Characters) {
   const struct {
     std::uint32_t answer;
     std::string text;
-  } kDescribed[] = {{0xA0, "PIN INCORRECT"}, {0x30, "DEVICE ERROR"}, {0x80000001, "VENDOR DEFINED"}, {0xFFFFFFFF, "VENDOR DEFINED"}};
+  } kDescribed[] = {
+      {0xA0, "PIN INCORRECT"}, {0x30, "DEVICE ERROR"}, {0x80000001, "VENDOR DEFINED"}, {0xFFFFFFFF, "VENDOR DEFINED"}};
   for (const auto& row : kDescribed) {
     const jbyteArray text = env.bytes("", std::string(40, '#'));
     EXPECT_EQ(NATIVE(description)(jni, nullptr, static_cast<jint>(row.answer), text), 34);
@@ -191,8 +190,8 @@ TEST_F(FunctionsModulesTest, ALongTextIsToldWhole) {
 }
 
 TEST_F(FunctionsModulesTest, NamesThatAreNoneAreRefused) {
-  for (const std::string& name : {std::string(""), std::string("a\0b.so", 6), std::string("\0", 1), std::string(4096, 'x'),
-                                  std::string(100000, 'x')}) {
+  for (const std::string& name : {std::string(""), std::string("a\0b.so", 6), std::string("\0", 1),
+                                  std::string(4096, 'x'), std::string(100000, 'x')}) {
     const Loaded refused = tryToLoad(name);
     EXPECT_EQ(answerOf(refused.result), CKR_ARGUMENTS_BAD) << name.size();
     EXPECT_NE(refused.text, "") << name.size();
@@ -340,7 +339,8 @@ TEST_F(FunctionsModulesTest, NothingIsReadBehindAnOlderList) {
   const struct {
     CK_VERSION version;
     bool hasWaitForSlotEvent;
-  } kVersions[] = {{{1, 0}, false}, {{2, 0}, false}, {{2, 1}, true}, {{2, 10}, true}, {{2, 11}, true}, {{2, 20}, true}, {{2, 40}, true}, {{3, 0}, true}};
+  } kVersions[] = {{{1, 0}, false}, {{2, 0}, false}, {{2, 1}, true},  {{2, 10}, true},
+                   {{2, 11}, true}, {{2, 20}, true}, {{2, 40}, true}, {{3, 0}, true}};
   for (const auto& row : kVersions) {
     SCOPED_TRACE(std::to_string(row.version.major) + "." + std::to_string(row.version.minor));
     CK_FUNCTION_LIST list = puppet::functions();
@@ -408,7 +408,8 @@ TEST_F(FunctionsInterfacesTest, AModuleWithoutThemHasTheOldFunctionsAlone) {
 }
 
 TEST_F(FunctionsInterfacesTest, AnInterfaceThatIsNoneIsLeftAlone) {
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { return CKR_ARGUMENTS_BAD; }));
+  expectNothingOf3(
+      loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { return CKR_ARGUMENTS_BAD; }));
   // It fails, and leaves something behind.
   expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
     *ppInterface = reinterpret_cast<void*>(0xBAD0);

@@ -22,8 +22,9 @@ namespace puppet {
 struct FunctionList : CK_FUNCTION_LIST {
   CK_RV (*C_GetInterfaceList)(void* pInterfacesList, CK_ULONG_PTR pulCount);
   CK_RV (*C_GetInterface)(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion, void** ppInterface, CK_FLAGS flags);
-  CK_RV (*C_LoginUser)(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen,
-                       CK_UTF8CHAR_PTR pUsername, CK_ULONG ulUsernameLen);
+  CK_RV (*C_LoginUser)
+  (CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen,
+   CK_UTF8CHAR_PTR pUsername, CK_ULONG ulUsernameLen);
   CK_RV (*C_SessionCancel)(CK_SESSION_HANDLE hSession, CK_FLAGS flags);
   CK_RV (*messageFunctions[20])();
 };
@@ -37,9 +38,9 @@ struct Interface {
 
 struct Answer {
   CK_RV Rv = CKR_OK;
-  std::optional<CK_ULONG> length;           ///< what it claims of its output, or its list, instead of the truth
-  std::function<void()> then = nullptr;     ///< what it does at last, such as to throw
-  std::optional<CK_ULONG> size = {};        ///< its output has so many bytes, or its list so many elements
+  std::optional<CK_ULONG> length;        ///< what it claims of its output, or its list, instead of the truth
+  std::function<void()> then = nullptr;  ///< what it does at last, such as to throw
+  std::optional<CK_ULONG> size = {};     ///< its output has so many bytes, or its list so many elements
 };
 
 /// For every call until it is changed.

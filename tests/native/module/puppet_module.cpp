@@ -1,5 +1,6 @@
 /// A module that has nothing but what a test gives it: the function list, the answer with it, and, compiled with
-/// HARLUNE_PUPPET_INTERFACES or HARLUNE_PUPPET_CALLBACK, its interfaces or the vendor entry for a callback. Every copy of the file is a module of its own.
+/// HARLUNE_PUPPET_INTERFACES or HARLUNE_PUPPET_CALLBACK, its interfaces or the vendor entry for a callback. Every copy
+/// of the file is a module of its own.
 #include "pkcs11.h"
 
 #define EXPORTED __attribute__((visibility("default")))
