@@ -384,6 +384,14 @@ TEST_F(FunctionsBytesTest, ResultsWithoutAPlaceReachNoModule) {
   EXPECT_EQ(takeTold().size(), 0U);
 }
 
+TEST_F(FunctionsBytesTest, ACountThatTheModuleDoesNotTellIsNone) {
+  puppet::Entry<& puppet::FunctionList::C_FindObjects>::behaviour = [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR,
+                                                                       CK_ULONG, CK_ULONG_PTR) { return CKR_OK; };
+  const jlongArray objects = env.longs("", {7, 7});
+  EXPECT_EQ(find(objects), 0);
+  EXPECT_EQ(env.show(objects), "[7, 7]");
+}
+
 TEST_F(FunctionsBytesTest, MorePlacesThanNeededKeepWhatTheyHave) {
   const jlongArray place = env.longs("", {7, 8, 9});
   EXPECT_EQ(NATIVE(openSession)(jni, nullptr, puppetModule(), kSlot, kFlags, place), 0);
@@ -427,7 +435,7 @@ TEST_F(FunctionsBytesTest, APinMayBeNullForAReaderWithAPinPad) {
 }
 
 TEST_F(FunctionsBytesTest, ALabelHas32BytesAndNoOtherLength) {
-  for (const std::size_t length : {0, 1, 31, 33, 64}) {
+  for (const std::size_t length : {0U, 1U, 31U, 33U, 64U}) {
     EXPECT_EQ(NATIVE(initToken)(jni, nullptr, puppetModule(), kSlot, array("pin"), array(std::string(length, 'L'))),
               jint(CKR_ARGUMENTS_BAD))
         << length;

@@ -390,7 +390,7 @@ TEST_F(FunctionsInterfacesTest, TheStandardsInterfaceIsAskedForByName) {
     EXPECT_TRUE(pVersion == nullptr || pVersion->major == 3);
     EXPECT_EQ(flags, 0U);
     static CK_UTF8CHAR name[] = "PKCS 11";
-    static puppet::Interface interface = {name, &puppet::functions(), 0};
+    static CK_INTERFACE interface = {name, &puppet::functions(), 0};
     *ppInterface = &interface;
     return CKR_OK;
   });
@@ -420,7 +420,7 @@ TEST_F(FunctionsInterfacesTest, AnInterfaceThatIsNoneIsLeftAlone) {
     return CKR_OK;
   }));
   expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
-    static puppet::Interface interface = {};
+    static CK_INTERFACE interface = {};
     *ppInterface = &interface;
     return CKR_OK;
   }));
@@ -433,7 +433,7 @@ TEST_F(FunctionsInterfacesTest, NothingIsReadBehindAListOfVersion2) {
     list.version = {2, 40};
     static const EdgeOfMemory edge(&list, sizeof list);
     static CK_UTF8CHAR name[] = "PKCS 11";
-    static puppet::Interface interface = {name, &edge.list(), 0};
+    static CK_INTERFACE interface = {name, &edge.list(), 0};
     *ppInterface = &interface;
     return CKR_OK;
   }));
@@ -443,7 +443,7 @@ TEST_F(FunctionsInterfacesTest, EmptyEntriesOfVersion3AreNotCalled) {
   static puppet::FunctionList list = puppet::functions();
   list.C_LoginUser = nullptr;
   const jlong id = loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
-    static puppet::Interface interface = {nullptr, &list, 0};
+    static CK_INTERFACE interface = {nullptr, &list, 0};
     *ppInterface = &interface;
     return CKR_OK;
   });

@@ -222,7 +222,7 @@ std::string lengthened(const std::string& told, std::size_t times) {
 
 // The last are too large for the stack.
 TEST_P(FunctionsCallTest, TakesRangesOfAnySize) {
-  for (const std::size_t times : {2, 26, 27, 64, 85, 86, 5000}) {
+  for (const std::size_t times : {2U, 26U, 27U, 64U, 85U, 86U, 5000U}) {
     SCOPED_TRACE(times);
     Arguments given(env, puppetModule(), GetParam().index(), times);
     EXPECT_EQ(GetParam().make(given), GetParam().result);

@@ -140,7 +140,7 @@ protected:
 // --- Templates that a module cannot be given -------------------------------------------------------------------------
 
 TEST_F(FunctionsStructuresTest, ATemplateHasWholeAttributes) {
-  for (const std::size_t length : {1, 8, 23, 25, 40, 47}) {
+  for (const std::size_t length : {1U, 8U, 23U, 25U, 40U, 47U}) {
     EXPECT_EQ(attributes("C_SetAttributeValue", env.bytes(StructureBytes(length).bytes())), jint(CKR_ARGUMENTS_BAD))
         << length;
   }

@@ -200,43 +200,96 @@ TEST_F(FunctionsWipedStackTest, NoCallLeavesOne) {
   const jint kEncryptInit = index("C_EncryptInit");
   const jint kGetAttributeValue = index("C_GetAttributeValue");
   const Row rows[] = {
-      {"login", [&] { NATIVE(login)
-                      (e, nullptr, id, 1, 1, in); }},
-      {"twoBytes", [&] { NATIVE(twoBytes)
-                         (e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 12); }},
-      {"twoBytes with a bad range", [&] { NATIVE(twoBytes)
-                                          (e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 13); }},
-      {"bytes", [&] { NATIVE(bytes)
-                      (e, nullptr, id, kInitPIN, 1, in, 0, 12); }},
-      {"initToken", [&] { NATIVE(initToken)
-                          (e, nullptr, id, 1, in, label); }},
-      {"initToken with a bad label", [&] { NATIVE(initToken)
-                                           (e, nullptr, id, 1, in, in); }},
-      {"setOperationState", [&] { NATIVE(setOperationState)
-                                  (e, nullptr, id, 1, in, 0, 0); }},
-      {"process", [&] { NATIVE(process)
-                        (e, nullptr, id, kDecrypt, 1, in, 0, 12, out, 0, 40); }},
-      {"process that fails", [&] { NATIVE(process)
-                                   (e, nullptr, id, kEncrypt, 1, in, 0, 12, out, 0, 40); }},
-      {"output", [&] { NATIVE(output)
-                       (e, nullptr, id, kDecryptFinal, 1, out, 0, 40); }},
-      {"fill", [&] { NATIVE(fill)
-                     (e, nullptr, id, 0, 1, out, 0, 40); }},
-      {"keyedInit", [&] { NATIVE(keyedInit)
-                          (e, nullptr, id, kEncryptInit, 1, 1, parameter, 1); }},
-      {"create", [&] { NATIVE(create)
-                       (e, nullptr, id, 1, attributes, numbers); }},
-      {"create with a bad template", [&] { NATIVE(create)
-                                           (e, nullptr, id, 1, malformed, numbers); }},
-      {"attributes", [&] { NATIVE(attributes)
-                           (e, nullptr, id, kGetAttributeValue, 1, 1, read); }},
+      {"login",
+       [&] {
+         NATIVE(login)
+         (e, nullptr, id, 1, 1, in);
+       }},
+      {"twoBytes",
+       [&] {
+         NATIVE(twoBytes)
+         (e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 12);
+       }},
+      {"twoBytes with a bad range",
+       [&] {
+         NATIVE(twoBytes)
+         (e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 13);
+       }},
+      {"bytes",
+       [&] {
+         NATIVE(bytes)
+         (e, nullptr, id, kInitPIN, 1, in, 0, 12);
+       }},
+      {"initToken",
+       [&] {
+         NATIVE(initToken)
+         (e, nullptr, id, 1, in, label);
+       }},
+      {"initToken with a bad label",
+       [&] {
+         NATIVE(initToken)
+         (e, nullptr, id, 1, in, in);
+       }},
+      {"setOperationState",
+       [&] {
+         NATIVE(setOperationState)
+         (e, nullptr, id, 1, in, 0, 0);
+       }},
+      {"process",
+       [&] {
+         NATIVE(process)
+         (e, nullptr, id, kDecrypt, 1, in, 0, 12, out, 0, 40);
+       }},
+      {"process that fails",
+       [&] {
+         NATIVE(process)
+         (e, nullptr, id, kEncrypt, 1, in, 0, 12, out, 0, 40);
+       }},
+      {"output",
+       [&] {
+         NATIVE(output)
+         (e, nullptr, id, kDecryptFinal, 1, out, 0, 40);
+       }},
+      {"fill",
+       [&] {
+         NATIVE(fill)
+         (e, nullptr, id, 0, 1, out, 0, 40);
+       }},
+      {"keyedInit",
+       [&] {
+         NATIVE(keyedInit)
+         (e, nullptr, id, kEncryptInit, 1, 1, parameter, 1);
+       }},
+      {"create",
+       [&] {
+         NATIVE(create)
+         (e, nullptr, id, 1, attributes, numbers);
+       }},
+      {"create with a bad template",
+       [&] {
+         NATIVE(create)
+         (e, nullptr, id, 1, malformed, numbers);
+       }},
+      {"attributes",
+       [&] {
+         NATIVE(attributes)
+         (e, nullptr, id, kGetAttributeValue, 1, 1, read);
+       }},
       {"generateKeyPair",
-       [&] { NATIVE(generateKeyPair)
-             (e, nullptr, id, 1, 1, parameter, attributes, attributes, numbers); }},
-      {"wrapKey", [&] { NATIVE(wrapKey)
-                        (e, nullptr, id, 1, 1, parameter, 1, 1, out); }},
-      {"unwrapKey", [&] { NATIVE(unwrapKey)
-                          (e, nullptr, id, 1, 1, parameter, 1, in, 0, 12, attributes, numbers); }},
+       [&] {
+         NATIVE(generateKeyPair)
+         (e, nullptr, id, 1, 1, parameter, attributes, attributes, numbers);
+       }},
+      {"wrapKey",
+       [&] {
+         NATIVE(wrapKey)
+         (e, nullptr, id, 1, 1, parameter, 1, 1, out);
+       }},
+      {"unwrapKey",
+       [&] {
+         NATIVE(unwrapKey)
+         (e, nullptr, id, 1, 1, parameter, 1, in, 0, 12, attributes, numbers);
+       }},
   };
   for (const Row& row : rows) {
     // The first call has the loader bind what the test needs, which saves registers with pieces of what they held.

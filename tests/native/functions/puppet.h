@@ -18,23 +18,7 @@
 
 namespace puppet {
 
-/// The list of PKCS#11 3.0: what was added stands behind what there was.
-struct FunctionList : CK_FUNCTION_LIST {
-  CK_RV (*C_GetInterfaceList)(void* pInterfacesList, CK_ULONG_PTR pulCount);
-  CK_RV (*C_GetInterface)(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion, void** ppInterface, CK_FLAGS flags);
-  CK_RV (*C_LoginUser)
-  (CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen,
-   CK_UTF8CHAR_PTR pUsername, CK_ULONG ulUsernameLen);
-  CK_RV (*C_SessionCancel)(CK_SESSION_HANDLE hSession, CK_FLAGS flags);
-  CK_RV (*messageFunctions[20])();
-};
-static_assert(sizeof(FunctionList) == sizeof(CK_FUNCTION_LIST) + 24 * sizeof(void*));
-
-struct Interface {
-  CK_UTF8CHAR_PTR pInterfaceName;
-  void* pFunctionList;
-  CK_FLAGS flags;
-};
+using FunctionList = CK_FUNCTION_LIST_3_0;
 
 struct Answer {
   CK_RV Rv = CKR_OK;
