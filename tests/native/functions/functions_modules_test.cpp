@@ -150,7 +150,8 @@ TEST_F(FunctionsModulesTest, AModuleThatIsLoadedIsFoundWhateverItSays) {
 TEST_F(FunctionsModulesTest, LoadingInitialisesNothing) {
   puppet::Module module(copy(modules::kPuppetWithInterfaces));
   module.list(puppet::functions());
-  module.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { return CKR_FUNCTION_FAILED; });
+  module.interface(
+      [](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) -> CK_RV { return CKR_FUNCTION_FAILED; });
   load(module.path());
   EXPECT_EQ(takeTold(), std::vector<std::string>());
 }
@@ -235,7 +236,7 @@ TEST_F(FunctionsModulesTest, AModuleThatLetsAnExceptionOutIsRefused) {
   EXPECT_EQ(answerOf(tryToLoad(module.path()).result), CKR_GENERAL_ERROR);
   puppet::Module second(copy(modules::kPuppetWithInterfaces));
   second.list(puppet::functions());
-  second.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { throw 5; });
+  second.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) -> CK_RV { throw 5; });
   const jlong id = load(second.path());
   EXPECT_FALSE(has(id, "C_LoginUser"));
   EXPECT_TRUE(has(id, "C_Login"));
@@ -363,7 +364,7 @@ TEST_F(FunctionsModulesTest, NothingIsReadBehindAnOlderList) {
 class FunctionsInterfacesTest : public FunctionsModulesTest {
 protected:
   /// A module of version 2.40 whose interface is what `answers` says.
-  jlong loadWith(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers) {
+  jlong loadWith(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers) {
     puppet::Module module(copy(modules::kPuppetWithInterfaces));
     static CK_FUNCTION_LIST list = puppet::functions();
     list.version = {2, 40};
@@ -384,16 +385,17 @@ protected:
 TEST_F(FunctionsInterfacesTest, TheStandardsInterfaceIsAskedForByName) {
   std::string asked;
   bool isVersionNamed = false;
-  const jlong id = loadWith([&](CK_UTF8CHAR_PTR pName, CK_VERSION_PTR pVersion, void** ppInterface, CK_FLAGS flags) {
-    asked = pName == nullptr ? "PKCS 11" : reinterpret_cast<const char*>(pName);
-    isVersionNamed = pVersion != nullptr;
-    EXPECT_TRUE(pVersion == nullptr || pVersion->major == 3);
-    EXPECT_EQ(flags, 0U);
-    static CK_UTF8CHAR name[] = "PKCS 11";
-    static CK_INTERFACE interface = {name, &puppet::functions(), 0};
-    *ppInterface = &interface;
-    return CKR_OK;
-  });
+  const jlong id =
+      loadWith([&](CK_UTF8CHAR_PTR pName, CK_VERSION_PTR pVersion, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS flags) {
+        asked = pName == nullptr ? "PKCS 11" : reinterpret_cast<const char*>(pName);
+        isVersionNamed = pVersion != nullptr;
+        EXPECT_TRUE(pVersion == nullptr || pVersion->major == 3);
+        EXPECT_EQ(flags, 0U);
+        static CK_UTF8CHAR name[] = "PKCS 11";
+        static CK_INTERFACE interface = {name, &puppet::functions(), 0};
+        *ppInterface = &interface;
+        return CKR_OK;
+      });
   EXPECT_EQ(asked, "PKCS 11");
   EXPECT_TRUE(has(id, "C_LoginUser"));
   EXPECT_TRUE(has(id, "C_SessionCancel"));
@@ -408,18 +410,18 @@ TEST_F(FunctionsInterfacesTest, AModuleWithoutThemHasTheOldFunctionsAlone) {
 }
 
 TEST_F(FunctionsInterfacesTest, AnInterfaceThatIsNoneIsLeftAlone) {
-  expectNothingOf3(
-      loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { return CKR_ARGUMENTS_BAD; }));
+  expectNothingOf3(loadWith(
+      [](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) -> CK_RV { return CKR_ARGUMENTS_BAD; }));
   // It fails, and leaves something behind.
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
-    *ppInterface = reinterpret_cast<void*>(0xBAD0);
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
+    *ppInterface = reinterpret_cast<CK_INTERFACE_PTR>(0xBAD0);
     return CKR_FUNCTION_FAILED;
   }));
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
     *ppInterface = nullptr;
     return CKR_OK;
   }));
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
     static CK_INTERFACE interface = {};
     *ppInterface = &interface;
     return CKR_OK;
@@ -428,7 +430,7 @@ TEST_F(FunctionsInterfacesTest, AnInterfaceThatIsNoneIsLeftAlone) {
 
 // Modules answer with what they have, and that may be the list of version 2.
 TEST_F(FunctionsInterfacesTest, NothingIsReadBehindAListOfVersion2) {
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
     CK_FUNCTION_LIST list = puppet::functions();
     list.version = {2, 40};
     static const EdgeOfMemory edge(&list, sizeof list);
@@ -442,7 +444,7 @@ TEST_F(FunctionsInterfacesTest, NothingIsReadBehindAListOfVersion2) {
 TEST_F(FunctionsInterfacesTest, EmptyEntriesOfVersion3AreNotCalled) {
   static puppet::FunctionList list = puppet::functions();
   list.C_LoginUser = nullptr;
-  const jlong id = loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
+  const jlong id = loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
     static CK_INTERFACE interface = {nullptr, &list, 0};
     *ppInterface = &interface;
     return CKR_OK;

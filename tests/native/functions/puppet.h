@@ -178,7 +178,7 @@ public:
     });
   }
   /// What C_GetInterface answers.
-  void interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers);
+  void interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers);
   /// What C_SetCallBack does.
   void callback(std::function<CK_RV(CK_LONG, CK_VOID_PTR)> answers);
 
