@@ -333,6 +333,18 @@ TEST_F(FunctionsBytesTest, WhatAModuleDidNotWriteIsZero) {
   }
 }
 
+TEST_F(FunctionsBytesTest, WhatAModuleDidNotTellIsZero) {
+  // Numbers are not wiped, so that they lie where the structure will.
+  puppet::answer.size = 100;
+  list("C_GetSlotList", env.longs("", jvm::Longs(100)));
+  puppet::Entry<& puppet::FunctionList::C_GetTokenInfo>::behaviour = [](CK_SLOT_ID, CK_TOKEN_INFO_PTR) {
+    return CKR_OK;
+  };
+  const jbyteArray structure = array(std::string(sizeof(CK_TOKEN_INFO), '-'));
+  EXPECT_EQ(NATIVE(information)(jni, nullptr, puppetModule(), index("C_GetTokenInfo"), kSlot, 0, structure), 0);
+  EXPECT_EQ(env.bytesOf(structure), std::string(sizeof(CK_TOKEN_INFO), '\0'));
+}
+
 TEST_F(FunctionsBytesTest, OutputMayGoWhereInputCameFrom) {
   const jbyteArray both = array();
   EXPECT_EQ(process(both, 0, 17, both, 1, 16), 8);
