@@ -13,7 +13,7 @@ import velnor.params.GCMParams;
 import velnor.params.PSSParams;
 
 /**
- * Mechanisms with parameters: encrypts with AES-GCM, signs with RSA-PSS, and shows what both do with a forgery. The keys
+ * Mechanisms with parameters: encrypts with AES-GCM, signs with RSA-PSS, and shows what becomes of forgeries. The keys
  * are made for this session and are gone with it.
  *
  * <p>Usage: {@code EncryptAndSign MODULE TOKEN}, the token by its label, the PIN in the environment variable {@code
