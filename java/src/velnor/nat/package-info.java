@@ -9,8 +9,8 @@
  *
  * <p><strong>All that follows is about the contract.</strong> It keeps its state in the process: one PKCS#11 module at
  * a time, bound by {@link velnor.nat.NativeCryptoki#loadCryptokiLibrary(String)}, and it keeps no lock. Nobody may
- * load, initialise or finalise while another thread uses the module, and the module itself is initialised without locking
- * arguments: unless its vendor says otherwise, call it from one thread at a time.
+ * load, initialise or finalise while another thread uses the module, and the module itself is initialised without
+ * locking arguments: unless its vendor says otherwise, call it from one thread at a time.
  *
  * <p><strong>What every method has in common.</strong> A failure arrives as a {@link velnor.CryptokiException} that
  * names the method, and a method called before {@link velnor.nat.NativeCryptoki#Initialize(Object)} throws code 0x190
