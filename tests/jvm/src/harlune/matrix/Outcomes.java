@@ -17,8 +17,8 @@ import java.util.stream.Stream;
 import velnor.CryptokiException;
 
 /**
- * What became of every call that the trials made, one a line in the file: the row of the table (a native method, or what
- * the surface was to do), what it was tried with (a mechanism, an object), and the outcome.
+ * What became of every call that the trials made, one a line in the file: the row of the table (a native method, or
+ * what the surface was to do), what it was tried with (a mechanism, an object), and the outcome.
  *
  * <p>An outcome is "ok", perhaps with what is wrong about it all the same; the name of the return value by which the
  * token refused; "refuses" and such a name, where a wrong PIN or a forged signature had to be refused; or "-" and what

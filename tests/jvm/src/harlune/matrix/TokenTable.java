@@ -156,8 +156,8 @@ final class TokenTable {
     private String tables() {
         String surface = surfaceTable() + notes();
         String methods = methodTable() + notes();
-        return "\n### Through the Java surface\n\n" + surface + "\n### Native methods\n\n" + methods + "\n### Mechanisms\n\n" + mechanismTable()
-                + "\n### What is refused, and how\n\n" + refusalTable() + "\n";
+        return "\n### Through the Java surface\n\n" + surface + "\n### Native methods\n\n" + methods
+                + "\n### Mechanisms\n\n" + mechanismTable() + "\n### What is refused, and how\n\n" + refusalTable() + "\n";
     }
 
     private String header(String first) {
