@@ -167,7 +167,7 @@ class LookingTest extends TokenCommands {
         Velnor.End nobody = Velnor.of("objects", "--token", "nobody").module(Tokens.MODULE).run().assertStatus(4);
         assertTrue(nobody.err().startsWith("velnor: No token has the label \"nobody\"; there are "), nobody.err());
         Velnor.of("objects", "--slot", "x").module(Tokens.MODULE).run().assertRefused(2,
-                "--slot takes a number, decimal or 0x..., of at most 32 bits");
+                "--slot takes a number, decimal or 0x..., of at most 64 bits");
         Velnor.of("objects", "--slot", "1", "--token", "a").module(Tokens.MODULE).run().assertRefused(2,
                 "--token and --slot exclude each other");
     }
