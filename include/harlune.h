@@ -70,6 +70,7 @@ template <typename Work, typename... OnFailure>
 bool frame(JNIEnv* env, const char* reportName, Work&& work, OnFailure&&... onFailure) noexcept {
   return reporting(
       env, reportName,
+      // cppcheck-suppress throwInNoexceptFunction ; `reporting` catches what the lambda raises
       [&work] {
         if (!bInitialized) {
           raise(CKR_CRYPTOKI_NOT_INITIALIZED);

@@ -174,4 +174,4 @@ const ParameterKind* findParameterKind(CK_MECHANISM_TYPE mechanism);
 /// Steps with the texts that most have. A step that is written out says something else.
 #define CLASS(path) findClass(path, {CONVERSION("Class '" path "' not found")})
 #define FIELD(place, name, signature) findField(place, name, signature, {CONVERSION(name " field not found")})
-#define OBJECT(place, ...) readObject(place, {CONVERSION("j" #place " is NULL")} __VA_OPT__(, ) __VA_ARGS__)
+#define OBJECT(place) readObject(place, {CONVERSION("j" #place " is NULL")})

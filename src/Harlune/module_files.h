@@ -11,7 +11,7 @@ std::string_view findMappedPath(std::string_view map, std::string_view name);
 /// a missing file included, leaves the second authentication required.
 bool configurationDeclaresSignerPin(const char* modulePath);
 
-/// Why the dynamic loader must not be given a file: it would wait for ever (a pipe, a device) or end the process (an ELF
-/// file that is shorter than it says). Null when it may, and for a file that is not there or that the loader refuses by
-/// itself. A name without a slash is looked for where the loader would look.
+/// Why the dynamic loader must not be given a file: it would wait for ever (a pipe, a device) or end the process (an
+/// ELF file that is shorter than it says). Null when it may, and for a file that is not there or that the loader
+/// refuses by itself. A name without a slash is looked for where the loader would look.
 const char* whyNotToLoad(const char* library);

@@ -8,10 +8,10 @@
 ///   b 300 abc                    bytes, repeated to a length of 300
 ///   anything else                these bytes
 #include "input.h"
+#include "modules.h"
 #include "puppet.h"
 #include "recording_env.h"
 #include "structure_bytes.h"
-#include "modules.h"
 #include "velnor_nat_NativeFunctions.h"
 #include "world.h"
 
@@ -118,8 +118,7 @@ bool isTemplate(const Structure& structure, const std::string& bytes) {
       if (StructureBytes::number(bytes, at + 8) != 0) {
         return false;
       }
-    } else if (pointerAt(at + 16) != nullptr ||
-               StructureBytes::number(bytes, at + 16) > structure.size - *value) {
+    } else if (pointerAt(at + 16) != nullptr || StructureBytes::number(bytes, at + 16) > structure.size - *value) {
       return false;
     }
   }

@@ -163,7 +163,7 @@ jvalue World::argument(const registry::Method& method, const Arguments& argument
   const auto isOutput = [&](std::size_t at) {
     return isLastArray(at) && (method.fillsCallersArray() || method.javaName() == "J_GenerateRandom");
   };
-  jvalue value = {};
+  jvalue value = {.j = 0};
   switch (kinds[index]) {
   case Kind::Boolean:
     value.z = arguments.flag ? JNI_TRUE : JNI_FALSE;

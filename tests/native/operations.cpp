@@ -100,7 +100,7 @@ Result Method::call(const Arguments& arguments) const {
   const Region* region = nullptr;
   bool readsLength = false;
   for (const Kind kind : row.signature.parameters) {
-    jvalue value = {};
+    jvalue value = {.j = 0};
     switch (kind) {
     case Kind::Long:
       value.j = values.empty() && session == Session::Argument ? arguments.hSession : arguments.hKey;

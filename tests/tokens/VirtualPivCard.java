@@ -198,10 +198,11 @@ public final class VirtualPivCard {
         private byte[] unread = {};
 
         Card() throws GeneralSecurityException {
-            addKey(0x9A, 0x5FC105, "PIV Authentication", Der.rsaKeys(), PinPolicy.ONCE);
-            addKey(0x9C, 0x5FC10A, "Digital Signature", Der.rsaKeys(), PinPolicy.ALWAYS);
-            addKey(0x9D, 0x5FC10B, "Key Management", Der.rsaKeys(), PinPolicy.ONCE);
-            addKey(0x9E, 0x5FC101, "Card Authentication", Der.ecKeys(), PinPolicy.NEVER);
+            addKey(0x9A, 0x5FC105, "PIV Authentication", Der.rsaKeys(), PinPolicy.ONCE, 1);
+            // With so many names that its certificate has more than 2048 bytes.
+            addKey(0x9C, 0x5FC10A, "Digital Signature", Der.rsaKeys(), PinPolicy.ALWAYS, 100);
+            addKey(0x9D, 0x5FC10B, "Key Management", Der.rsaKeys(), PinPolicy.ONCE, 1);
+            addKey(0x9E, 0x5FC101, "Card Authentication", Der.ecKeys(), PinPolicy.NEVER, 1);
             // Cardholder unique identifier: agency code, GUID, expiry; unsigned.
             objects.put(0x5FC102, Der.join(
                     Der.tlv(0x30, HexFormat.of().parseHex("d4e739da739ced39ce739d836858210842108421c84210c3eb")),
@@ -215,11 +216,11 @@ public final class VirtualPivCard {
                     Der.tlv(0xF4, new byte[] {0}), Der.tlv(0xF5, new byte[] {0x10}), Der.tlv(0xFE)));
         }
 
-        private void addKey(int reference, int certificateTag, String name, KeyPair pair, PinPolicy policy)
+        private void addKey(int reference, int certificateTag, String name, KeyPair pair, PinPolicy policy, int names)
                 throws GeneralSecurityException {
             keys.put(reference, new CardKey(pair.getPrivate(), policy));
             objects.put(certificateTag, Der.join(
-                    Der.tlv(0x70, Der.certificate(name, pair)), Der.tlv(0x71, new byte[] {0}), Der.tlv(0xFE)));
+                    Der.tlv(0x70, Der.certificate(name, pair, names)), Der.tlv(0x71, new byte[] {0}), Der.tlv(0xFE)));
         }
 
         private static byte[] padded(String secret) {
@@ -402,6 +403,7 @@ public final class VirtualPivCard {
     /** Tagged values, as the card's objects and the certificates are made of, and the keys that go into them. */
     private static final class Der {
         private static final byte[] COMMON_NAME = HexFormat.of().parseHex("0603550403");
+        private static final byte[] SUBJECT_ALT_NAME = HexFormat.of().parseHex("0603551d11");
         private static final byte[] SHA256_WITH_RSA = HexFormat.of().parseHex("06092a864886f70d01010b0500");
         private static final byte[] ECDSA_WITH_SHA256 = HexFormat.of().parseHex("06082a8648ce3d040302");
 
@@ -422,8 +424,8 @@ public final class VirtualPivCard {
             return generator.generateKeyPair();
         }
 
-        /** An X.509 certificate that the key has signed itself. */
-        static byte[] certificate(String commonName, KeyPair pair) throws GeneralSecurityException {
+        /** An X.509 certificate that the key has signed itself, with this many alternative names. */
+        static byte[] certificate(String commonName, KeyPair pair, int names) throws GeneralSecurityException {
             Key key = pair.getPrivate();
             boolean rsa = key instanceof RSAPrivateKey;
             byte[] algorithm = sequence(rsa ? SHA256_WITH_RSA : ECDSA_WITH_SHA256);
@@ -431,8 +433,11 @@ public final class VirtualPivCard {
             byte[] version3 = tlv(0xA0, tlv(0x02, new byte[] {2}));
             byte[] validity = sequence(text(0x17, "200101000000Z"), text(0x17, "491231235959Z"));
             byte[] number = tlv(0x02, new byte[] {(byte) ++serial});
-            byte[] content =
-                    sequence(version3, number, algorithm, name, validity, name, pair.getPublic().getEncoded());
+            byte[][] alternatives = new byte[names][];
+            Arrays.setAll(alternatives, i -> text(0x82, "name" + i + ".of-the-card-holder.example"));
+            byte[] extension = sequence(SUBJECT_ALT_NAME, tlv(0x04, sequence(alternatives)));
+            byte[] content = sequence(version3, number, algorithm, name, validity, name,
+                    pair.getPublic().getEncoded(), tlv(0xA3, sequence(extension)));
             Signature signature = Signature.getInstance(rsa ? "SHA256withRSA" : "SHA256withECDSA");
             signature.initSign(pair.getPrivate());
             signature.update(content);

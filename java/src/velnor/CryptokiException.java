@@ -1,9 +1,9 @@
 package velnor;
 
 /**
- * The one exception by which the native library reports a failure: the function that failed, a PKCS#11 return value,
- * and a text. It is unchecked because native methods throw it without declaring it. It never carries a PIN, a key or
- * data.
+ * The one exception by which a failure of a token, its module or the native library arrives: the function that failed,
+ * a PKCS#11 return value, and a text. It is unchecked because native methods throw it without declaring it. It never
+ * carries a PIN, a key or data.
  *
  * <p>A failure of the library's own, such as a null array, has code 5 ({@code CKR_GENERAL_ERROR}) and a text that says
  * what was wrong; a return value of the module keeps its own code and has that code's description.

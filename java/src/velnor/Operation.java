@@ -345,13 +345,13 @@ abstract class Operation implements AutoCloseable {
         synchronized (session.turn()) {
             session.inside++;
             try {
-                if (!session.lets()) {
-                    return;
-                }
                 if (stage == Stage.NEW) {
                     stage = Stage.ENDED;
                 } else if (stage != Stage.ENDED) {
-                    giveUp();
+                    stage = Stage.FAILED;
+                    if (session.lets()) {
+                        giveUp();
+                    }
                 }
             } finally {
                 session.inside--;

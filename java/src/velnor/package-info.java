@@ -4,6 +4,7 @@
  * by itself; the native methods below it, in {@link velnor.nat}, can.
  *
  * <p>Numbers are those of the PKCS#11 standard: {@code CKA_}, {@code CKM_}, {@code CKF_} and {@code CKR_} constants.
- * They arrive as {@code int}, so a constant from 0x80000000 on is negative in Java.
+ * They are {@code int}s, so a vendor's from 0x80000000 on is negative; where a number may need 64 bits, a method or
+ * constructor with a {@code long} stands beside the one with an {@code int}.
  */
 package velnor;

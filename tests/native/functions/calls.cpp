@@ -58,12 +58,13 @@ struct Made {
     all.push_back({function, shapeOf(function), function, false, told, 0, changed, std::move(make)});
   }
   /// A form that answers a length.
-  void addLong(const std::string& function, const std::string& native, const std::string& told, jlong result, const std::string& changed,
-               std::function<jlong(Arguments&)> make) {
+  void addLong(const std::string& function, const std::string& native, const std::string& told, jlong result,
+               const std::string& changed, std::function<jlong(Arguments&)> make) {
     const std::string name = function + (native == shapeOf(function) ? "" : "_Direct");
     all.push_back({name, native, function, true, told, result, changed, std::move(make)});
   }
-  void direct(const std::string& function, const std::string& told, std::function<jlong(Arguments&)> make, const std::string& changed = "") {
+  void direct(const std::string& function, const std::string& told, std::function<jlong(Arguments&)> make,
+              const std::string& changed = "") {
     add(function, told, std::move(make), changed);
     all.back().name += "_Direct";
     all.back().native += "Direct";
@@ -119,9 +120,7 @@ void addIds(Made& made) {
   });
   made.add(
       "C_WaitForSlotEvent", kFlagsTold + " number null",
-      [](Arguments& a) {
-        return NATIVE(waitForSlotEvent)(a.jni, nullptr, a.module, kFlags, a.longs("slot", {7}));
-      },
+      [](Arguments& a) { return NATIVE(waitForSlotEvent)(a.jni, nullptr, a.module, kFlags, a.longs("slot", {7})); },
       "slot " + kHandles[0]);
   made.add(
       "C_GetObjectSize", kSessionTold + kObjectTold + " number",
@@ -145,16 +144,14 @@ void addSessions(Made& made) {
     return NATIVE(loginUser)(a.jni, nullptr, a.module, kSession, kOther, a.bytes("pin", a.sized(kPin)),
                              a.bytes("name", a.sized("secret name")));
   });
-  made.add("C_InitToken", kSlotTold + kPinTold + " label=\"secret label of thirty-two bytes\"",
-           [](Arguments& a) {
-             return NATIVE(initToken)(a.jni, nullptr, a.module, kSlot, a.bytes("pin", a.sized(kPin)),
-                                      a.bytes("label", "secret label of thirty-two bytes"));
-           });
-  made.add("C_SetOperationState", kSessionTold + " in=\"secret state\"" + kObjectTold + kOtherTold,
-           [](Arguments& a) {
-             return NATIVE(setOperationState)(a.jni, nullptr, a.module, kSession, a.bytes("state", a.sized("secret state")),
-                                              kObject, kOther);
-           });
+  made.add("C_InitToken", kSlotTold + kPinTold + " label=\"secret label of thirty-two bytes\"", [](Arguments& a) {
+    return NATIVE(initToken)(a.jni, nullptr, a.module, kSlot, a.bytes("pin", a.sized(kPin)),
+                             a.bytes("label", "secret label of thirty-two bytes"));
+  });
+  made.add("C_SetOperationState", kSessionTold + " in=\"secret state\"" + kObjectTold + kOtherTold, [](Arguments& a) {
+    return NATIVE(setOperationState)(a.jni, nullptr, a.module, kSession, a.bytes("state", a.sized("secret state")),
+                                     kObject, kOther);
+  });
   for (const std::string& function : functionsOf("number")) {
     made.add(function, kSessionTold,
              [](Arguments& a) { return NATIVE(number)(a.jni, nullptr, a.module, a.index, kSession); });
@@ -168,52 +165,64 @@ void addSessions(Made& made) {
 void addBytes(Made& made) {
   for (const std::string& function : functionsOf("bytes")) {
     made.add(function, kSessionTold + kInTold, [](Arguments& a) {
-      return NATIVE(bytes)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen));
+      return NATIVE(bytes)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("in", a.sized(kIn, kInOff, kInLen)),
+                           kInOff, a.length(kInLen));
     });
     made.direct(function, kSessionTold + kInTold, [](Arguments& a) {
-      return NATIVE(bytesDirect)(a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen));
+      return NATIVE(bytesDirect)(a.jni, nullptr, a.module, a.index, kSession,
+                                 a.directBuffer("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen));
     });
   }
   const std::string twoTold = kSessionTold + kInTold + " in=\"secret other\"";
   for (const std::string& function : functionsOf("twoBytes")) {
     made.add(function, twoTold, [](Arguments& a) {
-      return NATIVE(twoBytes)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("one", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
-                              a.bytes("other", a.sized("+secret other+", 1, 12)), 1, a.length(12));
+      return NATIVE(twoBytes)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("one", a.sized(kIn, kInOff, kInLen)),
+                              kInOff, a.length(kInLen), a.bytes("other", a.sized("+secret other+", 1, 12)), 1,
+                              a.length(12));
     });
     made.direct(function, twoTold, [](Arguments& a) {
-      return NATIVE(twoBytesDirect)(a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("one", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen), a.bytes("other", a.sized("+secret other+", 1, 12)), 1, a.length(12));
+      return NATIVE(twoBytesDirect)(a.jni, nullptr, a.module, a.index, kSession,
+                                    a.directBuffer("one", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                                    a.bytes("other", a.sized("+secret other+", 1, 12)), 1, a.length(12));
     });
   }
   const std::string random = "out \"----" + puppet::output("C_GenerateRandom", kOutLen) + "--\"";
   made.add(
       "C_GenerateRandom", kSessionTold + kOutTold,
       [](Arguments& a) {
-        return NATIVE(fill)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+        return NATIVE(fill)(a.jni, nullptr, a.module, a.index, kSession,
+                            a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
       },
       random);
   made.direct(
       "C_GenerateRandom", kSessionTold + kOutTold,
       [](Arguments& a) {
-        return NATIVE(fillDirect)(a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+        return NATIVE(fillDirect)(a.jni, nullptr, a.module, a.index, kSession,
+                                  a.directBuffer("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
       },
       random);
   for (const std::string& function : functionsOf("process")) {
     const std::string told = kSessionTold + kInTold + kOutTold;
     made.addLong(function, "process", told, lengthOf(function), outWith(function), [](Arguments& a) {
-      return NATIVE(process)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
-                             a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+      return NATIVE(process)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("in", a.sized(kIn, kInOff, kInLen)),
+                             kInOff, a.length(kInLen), a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff,
+                             a.length(kOutLen));
     });
     made.addLong(function, "processDirect", told, lengthOf(function), outWith(function), [](Arguments& a) {
-      return NATIVE(processDirect)(a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen), a.directBuffer("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+      return NATIVE(processDirect)(a.jni, nullptr, a.module, a.index, kSession,
+                                   a.directBuffer("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                                   a.directBuffer("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
     });
   }
   for (const std::string& function : functionsOf("output")) {
     const std::string told = kSessionTold + kOutTold;
     made.addLong(function, "output", told, lengthOf(function), outWith(function), [](Arguments& a) {
-      return NATIVE(output)(a.jni, nullptr, a.module, a.index, kSession, a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+      return NATIVE(output)(a.jni, nullptr, a.module, a.index, kSession,
+                            a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
     });
     made.addLong(function, "outputDirect", told, lengthOf(function), outWith(function), [](Arguments& a) {
-      return NATIVE(outputDirect)(a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+      return NATIVE(outputDirect)(a.jni, nullptr, a.module, a.index, kSession,
+                                  a.directBuffer("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
     });
   }
 }
@@ -221,8 +230,7 @@ void addBytes(Made& made) {
 void addMechanisms(Made& made) {
   for (const std::string& function : functionsOf("init")) {
     made.add(function, kSessionTold + kMechanismTold, [](Arguments& a) {
-      return NATIVE(init)(a.jni, nullptr, a.module, a.index, kSession, kMechanism,
-                          a.bytes("parameter", aParameter(a)));
+      return NATIVE(init)(a.jni, nullptr, a.module, a.index, kSession, kMechanism, a.bytes("parameter", aParameter(a)));
     });
   }
   for (const std::string& function : functionsOf("keyedInit")) {
@@ -267,14 +275,12 @@ void addKeys(Made& made) {
   made.add(
       "C_GenerateKey", kSessionTold + kMechanismTold + kTemplateTold + " number",
       [](Arguments& a) {
-        return NATIVE(generateKey)(a.jni, nullptr, a.module, kSession, kMechanism,
-                                   a.bytes("parameter", aParameter(a)), a.bytes("template", aTemplate(a)),
-                                   a.longs("key", {7}));
+        return NATIVE(generateKey)(a.jni, nullptr, a.module, kSession, kMechanism, a.bytes("parameter", aParameter(a)),
+                                   a.bytes("template", aTemplate(a)), a.longs("key", {7}));
       },
       "key " + kHandles[0]);
   made.add(
-      "C_GenerateKeyPair",
-      kSessionTold + kMechanismTold + kTemplateTold + " [0xCB7 12:\"secret other\"] number number",
+      "C_GenerateKeyPair", kSessionTold + kMechanismTold + kTemplateTold + " [0xCB7 12:\"secret other\"] number number",
       [](Arguments& a) {
         return NATIVE(generateKeyPair)(a.jni, nullptr, a.module, kSession, kMechanism,
                                        a.bytes("parameter", aParameter(a)), a.bytes("publicTemplate", aTemplate(a)),
@@ -287,14 +293,15 @@ void addKeys(Made& made) {
   made.addLong("C_WrapKey", "wrapKey", kSessionTold + kMechanismTold + kObjectTold + kOtherTold + " room=44",
                lengthOf("C_WrapKey"), "out " + puppet::shown(filled), [](Arguments& a) {
                  return NATIVE(wrapKey)(a.jni, nullptr, a.module, kSession, kMechanism,
-                                        a.bytes("parameter", aParameter(a)), kObject, kOther, a.bytes("out", a.sized(kOut)));
+                                        a.bytes("parameter", aParameter(a)), kObject, kOther,
+                                        a.bytes("out", a.sized(kOut)));
                });
   made.add(
       "C_UnwrapKey", kSessionTold + kMechanismTold + kObjectTold + kInTold + kTemplateTold + " number",
       [](Arguments& a) {
         return NATIVE(unwrapKey)(a.jni, nullptr, a.module, kSession, kMechanism, a.bytes("parameter", aParameter(a)),
-                                 kObject, a.bytes("wrapped", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen), a.bytes("template", aTemplate(a)),
-                                 a.longs("key", {7}));
+                                 kObject, a.bytes("wrapped", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                                 a.bytes("template", aTemplate(a)), a.longs("key", {7}));
       },
       "key " + kHandles[0]);
   made.add(
@@ -324,7 +331,8 @@ const std::vector<Call>& calls() {
 }
 
 const Call& callOf(const std::string& name) {
-  const auto found = std::find_if(calls().begin(), calls().end(), [&name](const Call& call) { return call.name == name; });
+  const auto found =
+      std::find_if(calls().begin(), calls().end(), [&name](const Call& call) { return call.name == name; });
   if (found == calls().end()) {
     throw std::invalid_argument(name);
   }

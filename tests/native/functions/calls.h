@@ -93,13 +93,14 @@ private:
 };
 
 struct Call {
-  std::string name;      ///< the function, and `_Direct` for the form that takes buffers
-  std::string native;    ///< the Java method
+  std::string name;    ///< the function, and `_Direct` for the form that takes buffers
+  std::string native;  ///< the Java method
   std::string function;
-  bool lengths;          ///< answers a length, a count or an id, or else the module's answer alone
-  std::string told;      ///< the module's line behind the function's name
-  jlong result;          ///< when all goes well
-  std::string changed;   ///< what an array or a buffer holds then, as `Arguments::contents` shows it; else all are as before
+  bool lengths;      ///< answers a length, a count or an id, or else the module's answer alone
+  std::string told;  ///< the module's line behind the function's name
+  jlong result;      ///< when all goes well
+  std::string
+      changed;  ///< what an array or a buffer holds then, as `Arguments::contents` shows it; else all are as before
   std::function<jlong(Arguments&)> make;
 
   jint index() const { return indexOf(function); }

@@ -17,9 +17,22 @@ struct Range {
 };
 
 /// Of an array of 17.
-constexpr Range kOutside[] = {{-1, 1},       {0, -1},      {0, 18},           {17, 1},           {18, 0},       {16, 2},
-                              {INT_MAX, 1},  {1, INT_MAX}, {INT_MAX, INT_MAX}, {INT_MIN, INT_MIN}, {INT_MIN, 17}, {-1, 18},
-                              {17, INT_MIN}, {-17, 17},    {0, INT_MIN},      {INT_MIN, INT_MAX}};
+constexpr Range kOutside[] = {{-1, 1},
+                              {0, -1},
+                              {0, 18},
+                              {17, 1},
+                              {18, 0},
+                              {16, 2},
+                              {INT_MAX, 1},
+                              {1, INT_MAX},
+                              {INT_MAX, INT_MAX},
+                              {INT_MIN, INT_MIN},
+                              {INT_MIN, 17},
+                              {-1, 18},
+                              {17, INT_MIN},
+                              {-17, 17},
+                              {0, INT_MIN},
+                              {INT_MIN, INT_MAX}};
 
 class FunctionsBytesTest : public FunctionsTest {
 protected:
@@ -41,8 +54,8 @@ protected:
                            outLen);
   }
   jlong processDirect(jobject in, jint inOff, jint inLen, jobject out, jint outOff, jint outLen) {
-    return NATIVE(processDirect)(jni, nullptr, puppetModule(), index("C_Sign"), kSession, in, inOff, inLen, out,
-                                 outOff, outLen);
+    return NATIVE(processDirect)(jni, nullptr, puppetModule(), index("C_Sign"), kSession, in, inOff, inLen, out, outOff,
+                                 outLen);
   }
   jlong output(jbyteArray out, jint outOff, jint outLen) {
     return NATIVE(output)(jni, nullptr, puppetModule(), index("C_SignFinal"), kSession, out, outOff, outLen);
@@ -91,7 +104,8 @@ TEST_F(FunctionsBytesTest, NullIsANullPointerWhateverTheRange) {
     processDirect(nullptr, range.off, range.len, buffer(), 0, 8);
     EXPECT_EQ(takeOnlyCall(), "C_Sign" + kSession16 + " in=null:0 room=8");
     EXPECT_EQ(unwrapKey(nullptr, range.off, range.len, env.longs("", {0})), 0);
-    EXPECT_EQ(takeOnlyCall(), "C_UnwrapKey" + kSession16 + " 0xCBA9876543210123 0xEDCBA98765432101 in=null:0 null:0 number");
+    EXPECT_EQ(takeOnlyCall(),
+              "C_UnwrapKey" + kSession16 + " 0xCBA9876543210123 0xEDCBA98765432101 in=null:0 null:0 number");
   }
 }
 
@@ -118,8 +132,8 @@ TEST_F(FunctionsBytesTest, RangesOutsideOfTheirArrayReachNoModule) {
     EXPECT_EQ(bytesDirect(buffer(), range.off, range.len), jint(CKR_ARGUMENTS_BAD));
     EXPECT_EQ(twoBytes(array(), range.off, range.len, array(), 0, 0), jint(CKR_ARGUMENTS_BAD));
     EXPECT_EQ(twoBytes(array(), 0, 0, array(), range.off, range.len), jint(CKR_ARGUMENTS_BAD));
-    EXPECT_EQ(NATIVE(twoBytesDirect)(jni, nullptr, puppetModule(), 0, kSession, buffer(), range.off, range.len,
-                                     array(), 0, 0),
+    EXPECT_EQ(NATIVE(twoBytesDirect)(jni, nullptr, puppetModule(), 0, kSession, buffer(), range.off, range.len, array(),
+                                     0, 0),
               jint(CKR_ARGUMENTS_BAD));
     EXPECT_EQ(NATIVE(twoBytesDirect)(jni, nullptr, puppetModule(), 0, kSession, buffer(), 0, 0, array(), range.off,
                                      range.len),
@@ -155,8 +169,9 @@ TEST_F(FunctionsBytesTest, ABufferIsUsedWhereItLies) {
   const jobject out = buffer(std::string(40, '-'));
   auto* const inAt = static_cast<CK_BYTE_PTR>(jni->GetDirectBufferAddress(in));
   auto* const outAt = static_cast<CK_BYTE_PTR>(jni->GetDirectBufferAddress(out));
-  puppet::Entry<&puppet::FunctionList::C_Sign>::behaviour = [&](CK_SESSION_HANDLE, CK_BYTE_PTR pData, CK_ULONG ulDataLen,
-                                                                CK_BYTE_PTR pSignature, CK_ULONG_PTR pulSignatureLen) {
+  puppet::Entry<& puppet::FunctionList::C_Sign>::behaviour = [&](CK_SESSION_HANDLE, CK_BYTE_PTR pData,
+                                                                 CK_ULONG ulDataLen, CK_BYTE_PTR pSignature,
+                                                                 CK_ULONG_PTR pulSignatureLen) {
     EXPECT_EQ(pData, inAt + 3);
     EXPECT_EQ(ulDataLen, 5U);
     EXPECT_EQ(pSignature, outAt + 30);
@@ -219,9 +234,9 @@ struct Needed {
 
 TEST_F(FunctionsBytesTest, TooLittleRoomTellsTheLengthThatIsNeeded) {
   puppet::answer.Rv = CKR_BUFFER_TOO_SMALL;
-  for (const Needed& one : {Needed{9, 9}, Needed{1000, 1000}, Needed{0x7FFFFFFF, 0x7FFFFFFF},
-                            Needed{0x80000000, 0x7FFFFFFF}, Needed{0x100000001, 0x7FFFFFFF},
-                            Needed{~CK_ULONG(0), 0x7FFFFFFF}, Needed{8, 0}, Needed{7, 0}, Needed{0, 0}}) {
+  for (const Needed& one :
+       {Needed{9, 9}, Needed{1000, 1000}, Needed{0x7FFFFFFF, 0x7FFFFFFF}, Needed{0x80000000, 0x7FFFFFFF},
+        Needed{0x100000001, 0x7FFFFFFF}, Needed{~CK_ULONG(0), 0x7FFFFFFF}, Needed{8, 0}, Needed{7, 0}, Needed{0, 0}}) {
     SCOPED_TRACE(one.told);
     puppet::answer.length = one.told;
     const jlong expected = failure(CKR_BUFFER_TOO_SMALL, one.needed);
@@ -295,15 +310,15 @@ TEST_F(FunctionsBytesTest, WhatAModuleDidNotWriteIsZero) {
     const auto count = static_cast<CK_ULONG>(size);
     // Leaves something behind where it is looked for.
     process(array(std::string(count, 'x')), 0, size, array(std::string(count, 'x')), 0, size);
-    puppet::Entry<&puppet::FunctionList::C_SignFinal>::behaviour = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG_PTR) {
+    puppet::Entry<& puppet::FunctionList::C_SignFinal>::behaviour = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG_PTR) {
       return CKR_OK;
     };
-    puppet::Entry<&puppet::FunctionList::C_FindObjects>::behaviour =
-        [count](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR, CK_ULONG, CK_ULONG_PTR pulObjectCount) {
-          *pulObjectCount = count;
-          return CKR_OK;
-        };
-    puppet::Entry<&puppet::FunctionList::C_GenerateRandom>::behaviour = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG) {
+    puppet::Entry<& puppet::FunctionList::C_FindObjects>::behaviour = [count](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR,
+                                                                              CK_ULONG, CK_ULONG_PTR pulObjectCount) {
+      *pulObjectCount = count;
+      return CKR_OK;
+    };
+    puppet::Entry<& puppet::FunctionList::C_GenerateRandom>::behaviour = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG) {
       return CKR_OK;
     };
     const jbyteArray out = array(std::string(count, '-'));
@@ -316,6 +331,18 @@ TEST_F(FunctionsBytesTest, WhatAModuleDidNotWriteIsZero) {
     EXPECT_EQ(find(numbers), size);
     EXPECT_EQ(std::get<jvm::Longs>(env.target(numbers)->contents), jvm::Longs(count, 0));
   }
+}
+
+TEST_F(FunctionsBytesTest, WhatAModuleDidNotTellIsZero) {
+  // Numbers are not wiped, so that they lie where the structure will.
+  puppet::answer.size = 100;
+  list("C_GetSlotList", env.longs("", jvm::Longs(100)));
+  puppet::Entry<& puppet::FunctionList::C_GetTokenInfo>::behaviour = [](CK_SLOT_ID, CK_TOKEN_INFO_PTR) {
+    return CKR_OK;
+  };
+  const jbyteArray structure = array(std::string(sizeof(CK_TOKEN_INFO), '-'));
+  EXPECT_EQ(NATIVE(information)(jni, nullptr, puppetModule(), index("C_GetTokenInfo"), kSlot, 0, structure), 0);
+  EXPECT_EQ(env.bytesOf(structure), std::string(sizeof(CK_TOKEN_INFO), '\0'));
 }
 
 TEST_F(FunctionsBytesTest, OutputMayGoWhereInputCameFrom) {
@@ -361,12 +388,20 @@ TEST_F(FunctionsBytesTest, ResultsWithoutAPlaceReachNoModule) {
     EXPECT_EQ(unwrapKey(array(), 0, 17, place), jint(CKR_ARGUMENTS_BAD));
   }
   for (const jlongArray place : {jlongArray(nullptr), env.longs("", {}), env.longs("", {7})}) {
-    EXPECT_EQ(NATIVE(generateKeyPair)(jni, nullptr, puppetModule(), kSession, kMechanism, nullptr, nullptr, nullptr,
-                                      place),
-              jint(CKR_ARGUMENTS_BAD));
+    EXPECT_EQ(
+        NATIVE(generateKeyPair)(jni, nullptr, puppetModule(), kSession, kMechanism, nullptr, nullptr, nullptr, place),
+        jint(CKR_ARGUMENTS_BAD));
   }
   EXPECT_EQ(find(nullptr), failure(CKR_ARGUMENTS_BAD));
   EXPECT_EQ(takeTold().size(), 0U);
+}
+
+TEST_F(FunctionsBytesTest, ACountThatTheModuleDoesNotTellIsNone) {
+  puppet::Entry<& puppet::FunctionList::C_FindObjects>::behaviour = [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR,
+                                                                       CK_ULONG, CK_ULONG_PTR) { return CKR_OK; };
+  const jlongArray objects = env.longs("", {7, 7});
+  EXPECT_EQ(find(objects), 0);
+  EXPECT_EQ(env.show(objects), "[7, 7]");
 }
 
 TEST_F(FunctionsBytesTest, MorePlacesThanNeededKeepWhatTheyHave) {
@@ -408,12 +443,11 @@ TEST_F(FunctionsBytesTest, APinMayBeNullForAReaderWithAPinPad) {
   EXPECT_EQ(NATIVE(loginUser)(jni, nullptr, puppetModule(), kSession, 1, nullptr, array("name")), 0);
   EXPECT_EQ(takeOnlyCall(), "C_LoginUser" + kSession16 + " 0x1 in=null:0 in=\"name\"");
   EXPECT_EQ(NATIVE(initToken)(jni, nullptr, puppetModule(), kSlot, nullptr, array(std::string(32, 'L'))), 0);
-  EXPECT_EQ(takeOnlyCall(),
-            "C_InitToken 0xBA98765432101234 in=null:0 label=\"" + std::string(32, 'L') + "\"");
+  EXPECT_EQ(takeOnlyCall(), "C_InitToken 0xBA98765432101234 in=null:0 label=\"" + std::string(32, 'L') + "\"");
 }
 
 TEST_F(FunctionsBytesTest, ALabelHas32BytesAndNoOtherLength) {
-  for (const std::size_t length : {0, 1, 31, 33, 64}) {
+  for (const std::size_t length : {0U, 1U, 31U, 33U, 64U}) {
     EXPECT_EQ(NATIVE(initToken)(jni, nullptr, puppetModule(), kSlot, array("pin"), array(std::string(length, 'L'))),
               jint(CKR_ARGUMENTS_BAD))
         << length;

@@ -1,7 +1,6 @@
 /// The heap: how much of it the natives take, what they do without, and that no secret is left in it.
-#include "calls.h"
-
 #include "allocations.h"
+#include "calls.h"
 
 #include <gtest/gtest-spi.h>
 #include <set>
@@ -60,8 +59,8 @@ TEST_P(FunctionsMemoryTest, EveryLargeRangeTakesOneBlock) {
     Arguments given = arguments(kLarge);
     GetParam().make(given);
     for (const std::string& name : given.names()) {
-      static const std::set<std::string> kSmall = {"arguments", "structure", "label", "session", "slot", "size",
-                                                   "object",    "copy",      "key",   "keys"};
+      static const std::set<std::string> kSmall = {"arguments", "structure", "label", "session", "slot",
+                                                   "size",      "object",    "copy",  "key",     "keys"};
       expected += kSmall.count(name) == 0 ? 1 : 0;
     }
   } else if (GetParam().native == "twoBytesDirect") {
@@ -167,12 +166,12 @@ TEST_P(FunctionsMemoryTest, WhatTheJvmRefusesLeavesNothingBehind) {
 
 // Without this the absence of secrets would prove nothing: a list is no secret, and not wiped.
 TEST_F(FunctionsTest, SecretsInFreedBlocksAreSeen) {
-  puppet::Entry<&puppet::FunctionList::C_FindObjects>::behaviour =
-      [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR phObject, CK_ULONG, CK_ULONG_PTR pulObjectCount) {
-        std::memcpy(phObject, "a secret", 8);
-        *pulObjectCount = 1;
-        return CKR_OK;
-      };
+  puppet::Entry<& puppet::FunctionList::C_FindObjects>::behaviour = [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE_PTR phObject,
+                                                                       CK_ULONG, CK_ULONG_PTR pulObjectCount) {
+    std::memcpy(phObject, "a secret", 8);
+    *pulObjectCount = 1;
+    return CKR_OK;
+  };
   const jlong id = puppetModule();
   const jlongArray objects = env.longs("", jvm::Longs(1000));
   AllocationScope scope;
@@ -239,7 +238,8 @@ TEST_F(FunctionsLoadMemoryTest, ALoadOfALoadedModuleKeepsNothing) {
 }
 
 TEST_F(FunctionsLoadMemoryTest, FailedLoadsKeepNothing) {
-  for (const char* const failing : {modules::kNoFunctionList, modules::kListFails, modules::kListNull, "/no/such/module.so"}) {
+  for (const char* const failing :
+       {modules::kNoFunctionList, modules::kListFails, modules::kListNull, "/no/such/module.so"}) {
     const Outcome failed = loadWithout(1000, env.bytes("", failing));
     EXPECT_LT(failed.id, 0);
     EXPECT_EQ(failed.blocksKept, 0);

@@ -65,9 +65,7 @@ protected:
     EXPECT_TRUE(answered == JNI_TRUE || answered == JNI_FALSE);
     return answered == JNI_TRUE;
   }
-  jint callLogout(jlong module) {
-    return NATIVE(number)(jni, nullptr, module, indexOf("C_Logout"), kSession);
-  }
+  jint callLogout(jlong module) { return NATIVE(number)(jni, nullptr, module, indexOf("C_Logout"), kSession); }
   jint answerOfCall(const std::string& name, jlong module) {
     const Call& call = callOf(name);
     Arguments given(env, module, call.index());
@@ -90,7 +88,8 @@ TEST_F(FunctionsModulesTest, AnswersAreDescribedIn34Characters) {
   const struct {
     std::uint32_t answer;
     std::string text;
-  } kDescribed[] = {{0xA0, "PIN INCORRECT"}, {0x30, "DEVICE ERROR"}, {0x80000001, "VENDOR DEFINED"}, {0xFFFFFFFF, "VENDOR DEFINED"}};
+  } kDescribed[] = {
+      {0xA0, "PIN INCORRECT"}, {0x30, "DEVICE ERROR"}, {0x80000001, "VENDOR DEFINED"}, {0xFFFFFFFF, "VENDOR DEFINED"}};
   for (const auto& row : kDescribed) {
     const jbyteArray text = env.bytes("", std::string(40, '#'));
     EXPECT_EQ(NATIVE(description)(jni, nullptr, static_cast<jint>(row.answer), text), 34);
@@ -151,7 +150,8 @@ TEST_F(FunctionsModulesTest, AModuleThatIsLoadedIsFoundWhateverItSays) {
 TEST_F(FunctionsModulesTest, LoadingInitialisesNothing) {
   puppet::Module module(copy(modules::kPuppetWithInterfaces));
   module.list(puppet::functions());
-  module.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { return CKR_FUNCTION_FAILED; });
+  module.interface(
+      [](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) -> CK_RV { return CKR_FUNCTION_FAILED; });
   load(module.path());
   EXPECT_EQ(takeTold(), std::vector<std::string>());
 }
@@ -191,8 +191,8 @@ TEST_F(FunctionsModulesTest, ALongTextIsToldWhole) {
 }
 
 TEST_F(FunctionsModulesTest, NamesThatAreNoneAreRefused) {
-  for (const std::string& name : {std::string(""), std::string("a\0b.so", 6), std::string("\0", 1), std::string(4096, 'x'),
-                                  std::string(100000, 'x')}) {
+  for (const std::string& name : {std::string(""), std::string("a\0b.so", 6), std::string("\0", 1),
+                                  std::string(4096, 'x'), std::string(100000, 'x')}) {
     const Loaded refused = tryToLoad(name);
     EXPECT_EQ(answerOf(refused.result), CKR_ARGUMENTS_BAD) << name.size();
     EXPECT_NE(refused.text, "") << name.size();
@@ -236,7 +236,7 @@ TEST_F(FunctionsModulesTest, AModuleThatLetsAnExceptionOutIsRefused) {
   EXPECT_EQ(answerOf(tryToLoad(module.path()).result), CKR_GENERAL_ERROR);
   puppet::Module second(copy(modules::kPuppetWithInterfaces));
   second.list(puppet::functions());
-  second.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { throw 5; });
+  second.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) -> CK_RV { throw 5; });
   const jlong id = load(second.path());
   EXPECT_FALSE(has(id, "C_LoginUser"));
   EXPECT_TRUE(has(id, "C_Login"));
@@ -340,7 +340,8 @@ TEST_F(FunctionsModulesTest, NothingIsReadBehindAnOlderList) {
   const struct {
     CK_VERSION version;
     bool hasWaitForSlotEvent;
-  } kVersions[] = {{{1, 0}, false}, {{2, 0}, false}, {{2, 1}, true}, {{2, 10}, true}, {{2, 11}, true}, {{2, 20}, true}, {{2, 40}, true}, {{3, 0}, true}};
+  } kVersions[] = {{{1, 0}, false}, {{2, 0}, false}, {{2, 1}, true},  {{2, 10}, true},
+                   {{2, 11}, true}, {{2, 20}, true}, {{2, 40}, true}, {{3, 0}, true}};
   for (const auto& row : kVersions) {
     SCOPED_TRACE(std::to_string(row.version.major) + "." + std::to_string(row.version.minor));
     CK_FUNCTION_LIST list = puppet::functions();
@@ -363,7 +364,7 @@ TEST_F(FunctionsModulesTest, NothingIsReadBehindAnOlderList) {
 class FunctionsInterfacesTest : public FunctionsModulesTest {
 protected:
   /// A module of version 2.40 whose interface is what `answers` says.
-  jlong loadWith(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers) {
+  jlong loadWith(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers) {
     puppet::Module module(copy(modules::kPuppetWithInterfaces));
     static CK_FUNCTION_LIST list = puppet::functions();
     list.version = {2, 40};
@@ -384,16 +385,17 @@ protected:
 TEST_F(FunctionsInterfacesTest, TheStandardsInterfaceIsAskedForByName) {
   std::string asked;
   bool isVersionNamed = false;
-  const jlong id = loadWith([&](CK_UTF8CHAR_PTR pName, CK_VERSION_PTR pVersion, void** ppInterface, CK_FLAGS flags) {
-    asked = pName == nullptr ? "PKCS 11" : reinterpret_cast<const char*>(pName);
-    isVersionNamed = pVersion != nullptr;
-    EXPECT_TRUE(pVersion == nullptr || pVersion->major == 3);
-    EXPECT_EQ(flags, 0U);
-    static CK_UTF8CHAR name[] = "PKCS 11";
-    static puppet::Interface interface = {name, &puppet::functions(), 0};
-    *ppInterface = &interface;
-    return CKR_OK;
-  });
+  const jlong id =
+      loadWith([&](CK_UTF8CHAR_PTR pName, CK_VERSION_PTR pVersion, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS flags) {
+        asked = pName == nullptr ? "PKCS 11" : reinterpret_cast<const char*>(pName);
+        isVersionNamed = pVersion != nullptr;
+        EXPECT_TRUE(pVersion == nullptr || pVersion->major == 3);
+        EXPECT_EQ(flags, 0U);
+        static CK_UTF8CHAR name[] = "PKCS 11";
+        static CK_INTERFACE interface = {name, &puppet::functions(), 0};
+        *ppInterface = &interface;
+        return CKR_OK;
+      });
   EXPECT_EQ(asked, "PKCS 11");
   EXPECT_TRUE(has(id, "C_LoginUser"));
   EXPECT_TRUE(has(id, "C_SessionCancel"));
@@ -408,18 +410,19 @@ TEST_F(FunctionsInterfacesTest, AModuleWithoutThemHasTheOldFunctionsAlone) {
 }
 
 TEST_F(FunctionsInterfacesTest, AnInterfaceThatIsNoneIsLeftAlone) {
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS) -> CK_RV { return CKR_ARGUMENTS_BAD; }));
+  expectNothingOf3(loadWith(
+      [](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) -> CK_RV { return CKR_ARGUMENTS_BAD; }));
   // It fails, and leaves something behind.
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
-    *ppInterface = reinterpret_cast<void*>(0xBAD0);
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
+    *ppInterface = reinterpret_cast<CK_INTERFACE_PTR>(0xBAD0);
     return CKR_FUNCTION_FAILED;
   }));
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
     *ppInterface = nullptr;
     return CKR_OK;
   }));
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
-    static puppet::Interface interface = {};
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
+    static CK_INTERFACE interface = {};
     *ppInterface = &interface;
     return CKR_OK;
   }));
@@ -427,12 +430,12 @@ TEST_F(FunctionsInterfacesTest, AnInterfaceThatIsNoneIsLeftAlone) {
 
 // Modules answer with what they have, and that may be the list of version 2.
 TEST_F(FunctionsInterfacesTest, NothingIsReadBehindAListOfVersion2) {
-  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
+  expectNothingOf3(loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
     CK_FUNCTION_LIST list = puppet::functions();
     list.version = {2, 40};
     static const EdgeOfMemory edge(&list, sizeof list);
     static CK_UTF8CHAR name[] = "PKCS 11";
-    static puppet::Interface interface = {name, &edge.list(), 0};
+    static CK_INTERFACE interface = {name, &edge.list(), 0};
     *ppInterface = &interface;
     return CKR_OK;
   }));
@@ -441,8 +444,8 @@ TEST_F(FunctionsInterfacesTest, NothingIsReadBehindAListOfVersion2) {
 TEST_F(FunctionsInterfacesTest, EmptyEntriesOfVersion3AreNotCalled) {
   static puppet::FunctionList list = puppet::functions();
   list.C_LoginUser = nullptr;
-  const jlong id = loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) -> CK_RV {
-    static puppet::Interface interface = {nullptr, &list, 0};
+  const jlong id = loadWith([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) -> CK_RV {
+    static CK_INTERFACE interface = {nullptr, &list, 0};
     *ppInterface = &interface;
     return CKR_OK;
   });

@@ -74,10 +74,10 @@ struct Failure {
 
 // Whatever the module wrote before it refused stays on this side.
 TEST_P(FunctionsCallTest, AnswersWhatTheModuleAnswersAndChangesNothing) {
-  for (const Failure& refused : {Failure{CKR_DEVICE_ERROR, CKR_DEVICE_ERROR}, Failure{1, 1}, Failure{0x80000001, 0x80000001},
-                                 Failure{0xFFFFFFFF, 0xFFFFFFFF}, Failure{~CK_RV(0), 0xFFFFFFFF},
-                                 Failure{0x700000054, 0x54}, Failure{0x100000000, CKR_GENERAL_ERROR},
-                                 Failure{0x8000000000000000, CKR_GENERAL_ERROR}}) {
+  for (const Failure& refused :
+       {Failure{CKR_DEVICE_ERROR, CKR_DEVICE_ERROR}, Failure{1, 1}, Failure{0x80000001, 0x80000001},
+        Failure{0xFFFFFFFF, 0xFFFFFFFF}, Failure{~CK_RV(0), 0xFFFFFFFF}, Failure{0x700000054, 0x54},
+        Failure{0x100000000, CKR_GENERAL_ERROR}, Failure{0x8000000000000000, CKR_GENERAL_ERROR}}) {
     SCOPED_TRACE(puppet::hex(refused.Rv));
     puppet::answer.Rv = refused.Rv;
     Arguments given = arguments();
@@ -139,9 +139,12 @@ struct StandardException : std::exception {
 
 TEST_P(FunctionsCallTest, LetsNoExceptionOfTheModuleOut) {
   const std::function<void()> throwers[] = {
-      [] { throw StandardException(); },         [] { throw std::runtime_error("the module's"); },
-      [] { throw 5; },                           [] { throw static_cast<const char*>("a text"); },
-      [] { throw CK_RV(CKR_DEVICE_ERROR); },     [] { throw std::bad_alloc(); },
+      [] { throw StandardException(); },
+      [] { throw std::runtime_error("the module's"); },
+      [] { throw 5; },
+      [] { throw static_cast<const char*>("a text"); },
+      [] { throw CK_RV(CKR_DEVICE_ERROR); },
+      [] { throw std::bad_alloc(); },
   };
   for (std::size_t i = 0; i < std::size(throwers); ++i) {
     SCOPED_TRACE(i);
@@ -219,7 +222,7 @@ std::string lengthened(const std::string& told, std::size_t times) {
 
 // The last are too large for the stack.
 TEST_P(FunctionsCallTest, TakesRangesOfAnySize) {
-  for (const std::size_t times : {2, 26, 27, 64, 85, 86, 5000}) {
+  for (const std::size_t times : {2U, 26U, 27U, 64U, 85U, 86U, 5000U}) {
     SCOPED_TRACE(times);
     Arguments given(env, puppetModule(), GetParam().index(), times);
     EXPECT_EQ(GetParam().make(given), GetParam().result);

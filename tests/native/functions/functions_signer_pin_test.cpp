@@ -18,9 +18,7 @@ protected:
   ~FunctionsSignerPinTest() override { fillSignerPin(""); }
 
   /// The answer of opening a session on the scripted token of a module that was loaded and initialised.
-  jint open(jlong id) {
-    return NATIVE(openSession)(jni, nullptr, id, 0x11, kReadWrite, env.longs("", {7}));
-  }
+  jint open(jlong id) { return NATIVE(openSession)(jni, nullptr, id, 0x11, kReadWrite, env.longs("", {7})); }
   jlong initialized(ScriptedModule& module) {
     const jlong id = load(module.path());
     EXPECT_EQ(NATIVE(initialize)(jni, nullptr, id, nullptr), 0);
@@ -38,7 +36,8 @@ TEST_F(FunctionsSignerPinTest, AModuleOfTheFamilyIsHandedTheCallbackAndNoPin) {
     EXPECT_EQ(module.journal(),
               "C_OpenSession slot=0x11 flags=0x6 application=null notify=null -> CKR_OK handle=0x5E51\n"
               "C_SetCallBack kind=0 callback=non-null -> CKR_OK\n");
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(g_SignerPin), sizeof g_SignerPin), std::string(sizeof g_SignerPin, '\0'));
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(g_SignerPin), sizeof g_SignerPin),
+              std::string(sizeof g_SignerPin, '\0'));
     fillSignerPin("fresh PIN");
     CK_CHAR pin[32] = {};
     CK_ULONG length = sizeof pin;

@@ -62,14 +62,14 @@ std::vector<Malformed> malformed() {
       {"OverlapBefore", made({24, 24, 2, 0}, numbers({0, 0, 0}), {12, 8})},
   };
   for (const std::int32_t place : {-1, -4, -8, -16, 17, 20, 23, 24, 25, 32, INT_MAX, INT_MAX - 7, INT_MIN}) {
-    all.push_back({"PlaceAt" + std::to_string(static_cast<std::uint32_t>(place)),
-                   made({24, 24, 1, 0}, block24, {place})});
+    all.push_back(
+        {"PlaceAt" + std::to_string(static_cast<std::uint32_t>(place)), made({24, 24, 1, 0}, block24, {place})});
     all.push_back({"SecondPlaceAt" + std::to_string(static_cast<std::uint32_t>(place)),
                    made({24, 24, 2, 0}, block24, {0, place})});
   }
-  for (const std::uint64_t target : {std::uint64_t(25), std::uint64_t(32), std::uint64_t(INT_MAX),
-                                     std::uint64_t(0xFFFFFFFF), std::uint64_t(0x100000000), ~std::uint64_t(0),
-                                     std::uint64_t(0x8000000000000000), ~std::uint64_t(0) - 15}) {
+  for (const std::uint64_t target :
+       {std::uint64_t(25), std::uint64_t(32), std::uint64_t(INT_MAX), std::uint64_t(0xFFFFFFFF),
+        std::uint64_t(0x100000000), ~std::uint64_t(0), std::uint64_t(0x8000000000000000), ~std::uint64_t(0) - 15}) {
     std::string name = "TargetAt" + puppet::hex(target);
     all.push_back({name, made({24, 24, 1, 0}, numbers({target, 0, 0}), {0})});
   }
@@ -126,11 +126,11 @@ protected:
   }
   /// Has C_EncryptInit do something with its mechanism.
   static void parameterIs(std::function<CK_RV(const CK_MECHANISM&)> use) {
-    puppet::Entry<&puppet::FunctionList::C_EncryptInit>::behaviour =
+    puppet::Entry<& puppet::FunctionList::C_EncryptInit>::behaviour =
         [use](CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE) { return use(*pMechanism); };
   }
   static void templateIs(std::function<CK_RV(CK_ATTRIBUTE_PTR, CK_ULONG)> use) {
-    puppet::Entry<&puppet::FunctionList::C_GetAttributeValue>::behaviour =
+    puppet::Entry<& puppet::FunctionList::C_GetAttributeValue>::behaviour =
         [use](CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG ulCount) {
           return use(pTemplate, ulCount);
         };
@@ -140,7 +140,7 @@ protected:
 // --- Templates that a module cannot be given -------------------------------------------------------------------------
 
 TEST_F(FunctionsStructuresTest, ATemplateHasWholeAttributes) {
-  for (const std::size_t length : {1, 8, 23, 25, 40, 47}) {
+  for (const std::size_t length : {1U, 8U, 23U, 25U, 40U, 47U}) {
     EXPECT_EQ(attributes("C_SetAttributeValue", env.bytes(StructureBytes(length).bytes())), jint(CKR_ARGUMENTS_BAD))
         << length;
   }
@@ -170,7 +170,8 @@ TEST_F(FunctionsStructuresTest, AnAttributesValueLiesWithinItsBlock) {
 
 // A number where a pointer is to be would send the module anywhere.
 TEST_F(FunctionsStructuresTest, AnAttributesValueIsAPointerOrNothing) {
-  for (const std::uint64_t address : {std::uint64_t(1), std::uint64_t(24), std::uint64_t(0x7FFFFFFF0000), ~std::uint64_t(0)}) {
+  for (const std::uint64_t address :
+       {std::uint64_t(1), std::uint64_t(24), std::uint64_t(0x7FFFFFFF0000), ~std::uint64_t(0)}) {
     StructureBytes one(24);
     one.number(8, address);
     EXPECT_EQ(attributes("C_SetAttributeValue", env.bytes(one.bytes())), jint(CKR_ARGUMENTS_BAD)) << address;
@@ -182,8 +183,7 @@ TEST_F(FunctionsStructuresTest, AnAttributeWithoutAValueMayHaveAnyLength) {
   StructureBytes one(24);
   one.number(0, CKA_LABEL).number(16, ~std::uint64_t(0));
   EXPECT_EQ(attributes("C_GetAttributeValue", env.bytes(one.bytes())), 0);
-  EXPECT_EQ(takeOnlyCall(),
-            "C_GetAttributeValue 0xFEDCBA9876543210 0xEDCBA98765432101 [0x3 0xFFFFFFFFFFFFFFFF:null]");
+  EXPECT_EQ(takeOnlyCall(), "C_GetAttributeValue 0xFEDCBA9876543210 0xEDCBA98765432101 [0x3 0xFFFFFFFFFFFFFFFF:null]");
 }
 
 TEST_F(FunctionsStructuresTest, EmptyTemplatesAndNull) {
@@ -213,7 +213,7 @@ TEST_F(FunctionsStructuresTest, ArgumentsOfInitialisationArriveWithTheirText) {
   arguments.number(offsetof(CK_C_INITIALIZE_ARGS, flags), CKF_OS_LOCKING_OK);
   arguments.point(offsetof(CK_C_INITIALIZE_ARGS, pReserved), std::string("configdir=x\0", 12));
   bool called = false;
-  puppet::Entry<&puppet::FunctionList::C_Initialize>::behaviour = [&called](CK_VOID_PTR pInitArgs) {
+  puppet::Entry<& puppet::FunctionList::C_Initialize>::behaviour = [&called](CK_VOID_PTR pInitArgs) {
     const auto* const given = static_cast<CK_C_INITIALIZE_ARGS*>(pInitArgs);
     EXPECT_EQ(given->CreateMutex, nullptr);
     EXPECT_EQ(given->DestroyMutex, nullptr);
@@ -412,7 +412,8 @@ TEST_F(FunctionsStructuresTest, APointerThatTheModuleMovedTellsWhereToOrMinusOne
   const Move moves[] = {
       {"nowhere", [](CK_ATTRIBUTE_PTR) { return nullptr; }, kGone},
       {"elsewhere", [](CK_ATTRIBUTE_PTR) -> CK_VOID_PTR { return elsewhere; }, kGone},
-      {"before the block", [](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return reinterpret_cast<CK_BYTE_PTR>(p) - 1; }, kGone},
+      {"before the block", [](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR { return reinterpret_cast<CK_BYTE_PTR>(p) - 1; },
+       kGone},
       {"behind the block",
        [&read](CK_ATTRIBUTE_PTR p) -> CK_VOID_PTR {
          return reinterpret_cast<CK_BYTE_PTR>(p) + read.structure.size() + 1;
@@ -443,7 +444,7 @@ TEST_F(FunctionsStructuresTest, EveryStructureOfACallComesBack) {
     made.point(at, contents);
     return made.bytes();
   };
-  puppet::Entry<&puppet::FunctionList::C_GenerateKeyPair>::behaviour =
+  puppet::Entry<& puppet::FunctionList::C_GenerateKeyPair>::behaviour =
       [&](CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_ATTRIBUTE_PTR pPublic, CK_ULONG, CK_ATTRIBUTE_PTR pPrivate,
           CK_ULONG, CK_OBJECT_HANDLE_PTR, CK_OBJECT_HANDLE_PTR) {
         std::memcpy(pMechanism->pParameter, "PPPP", 4);

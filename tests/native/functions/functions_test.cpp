@@ -71,10 +71,10 @@ jlong FunctionsTest::puppetModule() {
   static const jlong id = [this] {
     static puppet::Module own(copy(modules::kPuppetWithInterfaces));
     own.list(puppet::functions());
-    static puppet::Interface interface = {};
+    static CK_INTERFACE interface = {};
     static CK_UTF8CHAR name[] = "PKCS 11";
     interface = {name, &puppet::functions(), 0};
-    own.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, void** ppInterface, CK_FLAGS) {
+    own.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) {
       *ppInterface = &interface;
       return CKR_OK;
     });

@@ -69,7 +69,6 @@ public:
     return calls.size() == 1 ? calls.front() : std::to_string(calls.size()) + " calls";
   }
 
-
   jvm::RecordingEnv env;
   JNIEnv* const jni = env.jni();
 

@@ -63,19 +63,21 @@ public:
   }
 
   void work(int round) {
-    const std::string data(1 + (number_ * 371 + static_cast<std::size_t>(round) * 97) % 3000, static_cast<char>('a' + number_));
+    const std::string data(1 + (number_ * 371 + static_cast<std::size_t>(round) * 97) % 3000,
+                           static_cast<char>('a' + number_));
     std::string expected = data;
     for (char& c : expected) {
       c = static_cast<char>(c ^ (session_ & 0xFF));
     }
     const auto length = static_cast<jint>(data.size());
     const jbyteArray out = env_.bytes("", std::string(data.size(), '-'));
-    EXPECT_EQ(NATIVE(process)(jni(), nullptr, module_, sign_, session_, env_.bytes("", data), 0, length, out, 0, length),
-              length);
+    EXPECT_EQ(
+        NATIVE(process)(jni(), nullptr, module_, sign_, session_, env_.bytes("", data), 0, length, out, 0, length),
+        length);
     EXPECT_EQ(env_.bytesOf(out), expected);
-    EXPECT_EQ(NATIVE(process)(jni(), nullptr, module_, sign_, session_, env_.bytes("", data), 0, length, out, 0,
-                              length - 1),
-              failure(CKR_BUFFER_TOO_SMALL, static_cast<std::uint32_t>(length)));
+    EXPECT_EQ(
+        NATIVE(process)(jni(), nullptr, module_, sign_, session_, env_.bytes("", data), 0, length, out, 0, length - 1),
+        failure(CKR_BUFFER_TOO_SMALL, static_cast<std::uint32_t>(length)));
     const jobject buffer = env_.directBuffer("", data);
     EXPECT_EQ(NATIVE(processDirect)(jni(), nullptr, module_, sign_, session_, buffer, 0, length, buffer, 0, length),
               length);

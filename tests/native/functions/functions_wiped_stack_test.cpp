@@ -87,8 +87,9 @@ CK_FUNCTION_LIST& silentFunctions() {
   };
   list.C_InitPIN = [](CK_SESSION_HANDLE, CK_UTF8CHAR_PTR, CK_ULONG) -> CK_RV { return CKR_OK; };
   list.C_InitToken = [](CK_SLOT_ID, CK_UTF8CHAR_PTR, CK_ULONG, CK_UTF8CHAR_PTR) -> CK_RV { return CKR_OK; };
-  list.C_SetOperationState = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_OBJECT_HANDLE,
-                                CK_OBJECT_HANDLE) -> CK_RV { return CKR_OK; };
+  list.C_SetOperationState = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_OBJECT_HANDLE, CK_OBJECT_HANDLE) -> CK_RV {
+    return CKR_OK;
+  };
   list.C_Decrypt = [](CK_SESSION_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_BYTE_PTR out, CK_ULONG_PTR outLength) -> CK_RV {
     return writes(out, outLength);
   };
@@ -96,18 +97,22 @@ CK_FUNCTION_LIST& silentFunctions() {
     writes(out, outLength);
     return CKR_DEVICE_ERROR;
   };
-  list.C_DecryptFinal = [](CK_SESSION_HANDLE, CK_BYTE_PTR out, CK_ULONG_PTR outLength) -> CK_RV { return writes(out, outLength); };
+  list.C_DecryptFinal = [](CK_SESSION_HANDLE, CK_BYTE_PTR out, CK_ULONG_PTR outLength) -> CK_RV {
+    return writes(out, outLength);
+  };
   list.C_GenerateRandom = [](CK_SESSION_HANDLE, CK_BYTE_PTR out, CK_ULONG) -> CK_RV {
     CK_ULONG outLength = 0;
     return writes(out, &outLength);
   };
   list.C_EncryptInit = [](CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE) -> CK_RV { return CKR_OK; };
-  list.C_CreateObject = [](CK_SESSION_HANDLE, CK_ATTRIBUTE_PTR, CK_ULONG, CK_OBJECT_HANDLE_PTR) -> CK_RV { return CKR_OK; };
+  list.C_CreateObject = [](CK_SESSION_HANDLE, CK_ATTRIBUTE_PTR, CK_ULONG, CK_OBJECT_HANDLE_PTR) -> CK_RV {
+    return CKR_OK;
+  };
   list.C_GetAttributeValue = [](CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR pTemplate, CK_ULONG) -> CK_RV {
     return writes(static_cast<CK_BYTE_PTR>(pTemplate->pValue), &pTemplate->ulValueLen);
   };
-  list.C_GenerateKeyPair = [](CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_ATTRIBUTE_PTR, CK_ULONG, CK_ATTRIBUTE_PTR, CK_ULONG,
-                              CK_OBJECT_HANDLE_PTR, CK_OBJECT_HANDLE_PTR) -> CK_RV { return CKR_OK; };
+  list.C_GenerateKeyPair = [](CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_ATTRIBUTE_PTR, CK_ULONG, CK_ATTRIBUTE_PTR,
+                              CK_ULONG, CK_OBJECT_HANDLE_PTR, CK_OBJECT_HANDLE_PTR) -> CK_RV { return CKR_OK; };
   list.C_WrapKey = [](CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE, CK_OBJECT_HANDLE, CK_BYTE_PTR out,
                       CK_ULONG_PTR outLength) -> CK_RV { return writes(out, outLength); };
   list.C_UnwrapKey = [](CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE, CK_BYTE_PTR, CK_ULONG, CK_ATTRIBUTE_PTR,
@@ -195,26 +200,96 @@ TEST_F(FunctionsWipedStackTest, NoCallLeavesOne) {
   const jint kEncryptInit = index("C_EncryptInit");
   const jint kGetAttributeValue = index("C_GetAttributeValue");
   const Row rows[] = {
-      {"login", [&] { NATIVE(login)(e, nullptr, id, 1, 1, in); }},
-      {"twoBytes", [&] { NATIVE(twoBytes)(e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 12); }},
-      {"twoBytes with a bad range", [&] { NATIVE(twoBytes)(e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 13); }},
-      {"bytes", [&] { NATIVE(bytes)(e, nullptr, id, kInitPIN, 1, in, 0, 12); }},
-      {"initToken", [&] { NATIVE(initToken)(e, nullptr, id, 1, in, label); }},
-      {"initToken with a bad label", [&] { NATIVE(initToken)(e, nullptr, id, 1, in, in); }},
-      {"setOperationState", [&] { NATIVE(setOperationState)(e, nullptr, id, 1, in, 0, 0); }},
-      {"process", [&] { NATIVE(process)(e, nullptr, id, kDecrypt, 1, in, 0, 12, out, 0, 40); }},
-      {"process that fails", [&] { NATIVE(process)(e, nullptr, id, kEncrypt, 1, in, 0, 12, out, 0, 40); }},
-      {"output", [&] { NATIVE(output)(e, nullptr, id, kDecryptFinal, 1, out, 0, 40); }},
-      {"fill", [&] { NATIVE(fill)(e, nullptr, id, 0, 1, out, 0, 40); }},
-      {"keyedInit", [&] { NATIVE(keyedInit)(e, nullptr, id, kEncryptInit, 1, 1, parameter, 1); }},
-      {"create", [&] { NATIVE(create)(e, nullptr, id, 1, attributes, numbers); }},
-      {"create with a bad template", [&] { NATIVE(create)(e, nullptr, id, 1, malformed, numbers); }},
-      {"attributes", [&] { NATIVE(attributes)(e, nullptr, id, kGetAttributeValue, 1, 1, read); }},
+      {"login",
+       [&] {
+         NATIVE(login)
+         (e, nullptr, id, 1, 1, in);
+       }},
+      {"twoBytes",
+       [&] {
+         NATIVE(twoBytes)
+         (e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 12);
+       }},
+      {"twoBytes with a bad range",
+       [&] {
+         NATIVE(twoBytes)
+         (e, nullptr, id, kSetPIN, 1, in, 0, 12, in, 0, 13);
+       }},
+      {"bytes",
+       [&] {
+         NATIVE(bytes)
+         (e, nullptr, id, kInitPIN, 1, in, 0, 12);
+       }},
+      {"initToken",
+       [&] {
+         NATIVE(initToken)
+         (e, nullptr, id, 1, in, label);
+       }},
+      {"initToken with a bad label",
+       [&] {
+         NATIVE(initToken)
+         (e, nullptr, id, 1, in, in);
+       }},
+      {"setOperationState",
+       [&] {
+         NATIVE(setOperationState)
+         (e, nullptr, id, 1, in, 0, 0);
+       }},
+      {"process",
+       [&] {
+         NATIVE(process)
+         (e, nullptr, id, kDecrypt, 1, in, 0, 12, out, 0, 40);
+       }},
+      {"process that fails",
+       [&] {
+         NATIVE(process)
+         (e, nullptr, id, kEncrypt, 1, in, 0, 12, out, 0, 40);
+       }},
+      {"output",
+       [&] {
+         NATIVE(output)
+         (e, nullptr, id, kDecryptFinal, 1, out, 0, 40);
+       }},
+      {"fill",
+       [&] {
+         NATIVE(fill)
+         (e, nullptr, id, 0, 1, out, 0, 40);
+       }},
+      {"keyedInit",
+       [&] {
+         NATIVE(keyedInit)
+         (e, nullptr, id, kEncryptInit, 1, 1, parameter, 1);
+       }},
+      {"create",
+       [&] {
+         NATIVE(create)
+         (e, nullptr, id, 1, attributes, numbers);
+       }},
+      {"create with a bad template",
+       [&] {
+         NATIVE(create)
+         (e, nullptr, id, 1, malformed, numbers);
+       }},
+      {"attributes",
+       [&] {
+         NATIVE(attributes)
+         (e, nullptr, id, kGetAttributeValue, 1, 1, read);
+       }},
       {"generateKeyPair",
-       [&] { NATIVE(generateKeyPair)(e, nullptr, id, 1, 1, parameter, attributes, attributes, numbers); }},
-      {"wrapKey", [&] { NATIVE(wrapKey)(e, nullptr, id, 1, 1, parameter, 1, 1, out); }},
+       [&] {
+         NATIVE(generateKeyPair)
+         (e, nullptr, id, 1, 1, parameter, attributes, attributes, numbers);
+       }},
+      {"wrapKey",
+       [&] {
+         NATIVE(wrapKey)
+         (e, nullptr, id, 1, 1, parameter, 1, 1, out);
+       }},
       {"unwrapKey",
-       [&] { NATIVE(unwrapKey)(e, nullptr, id, 1, 1, parameter, 1, in, 0, 12, attributes, numbers); }},
+       [&] {
+         NATIVE(unwrapKey)
+         (e, nullptr, id, 1, 1, parameter, 1, in, 0, 12, attributes, numbers);
+       }},
   };
   for (const Row& row : rows) {
     // The first call has the loader bind what the test needs, which saves registers with pieces of what they held.

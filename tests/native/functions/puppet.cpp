@@ -12,7 +12,7 @@ namespace puppet {
 namespace {
 
 std::function<CK_RV(CK_FUNCTION_LIST_PTR_PTR)> getFunctionList;
-std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> getInterface;
+std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> getInterface;
 std::function<CK_RV(CK_LONG, CK_VOID_PTR)> setCallBack;
 
 CK_RV callSetCallBack(CK_LONG kind, CK_VOID_PTR callback) {
@@ -23,7 +23,8 @@ CK_RV callGetFunctionList(CK_FUNCTION_LIST_PTR_PTR ppFunctionList) {
   return getFunctionList(ppFunctionList);
 }
 
-CK_RV callGetInterface(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion, void** ppInterface, CK_FLAGS flags) {
+CK_RV callGetInterface(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion, CK_INTERFACE_PTR_PTR ppInterface,
+                       CK_FLAGS flags) {
   return getInterface(pInterfaceName, pVersion, ppInterface, flags);
 }
 
@@ -179,7 +180,7 @@ void Module::list(std::function<CK_RV(CK_FUNCTION_LIST_PTR_PTR)> answers) {
   hang(handle_, "puppet_get_function_list", callGetFunctionList);
 }
 
-void Module::interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers) {
+void Module::interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers) {
   getInterface = std::move(answers);
   hang(handle_, "puppet_get_interface", callGetInterface);
 }

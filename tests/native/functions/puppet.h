@@ -18,28 +18,13 @@
 
 namespace puppet {
 
-/// The list of PKCS#11 3.0: what was added stands behind what there was.
-struct FunctionList : CK_FUNCTION_LIST {
-  CK_RV (*C_GetInterfaceList)(void* pInterfacesList, CK_ULONG_PTR pulCount);
-  CK_RV (*C_GetInterface)(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion, void** ppInterface, CK_FLAGS flags);
-  CK_RV (*C_LoginUser)(CK_SESSION_HANDLE hSession, CK_USER_TYPE userType, CK_UTF8CHAR_PTR pPin, CK_ULONG ulPinLen,
-                       CK_UTF8CHAR_PTR pUsername, CK_ULONG ulUsernameLen);
-  CK_RV (*C_SessionCancel)(CK_SESSION_HANDLE hSession, CK_FLAGS flags);
-  CK_RV (*messageFunctions[20])();
-};
-static_assert(sizeof(FunctionList) == sizeof(CK_FUNCTION_LIST) + 24 * sizeof(void*));
-
-struct Interface {
-  CK_UTF8CHAR_PTR pInterfaceName;
-  void* pFunctionList;
-  CK_FLAGS flags;
-};
+using FunctionList = CK_FUNCTION_LIST_3_0;
 
 struct Answer {
   CK_RV Rv = CKR_OK;
-  std::optional<CK_ULONG> length;           ///< what it claims of its output, or its list, instead of the truth
-  std::function<void()> then = nullptr;     ///< what it does at last, such as to throw
-  std::optional<CK_ULONG> size = {};        ///< its output has so many bytes, or its list so many elements
+  std::optional<CK_ULONG> length;        ///< what it claims of its output, or its list, instead of the truth
+  std::function<void()> then = nullptr;  ///< what it does at last, such as to throw
+  std::optional<CK_ULONG> size = {};     ///< its output has so many bytes, or its list so many elements
 };
 
 /// For every call until it is changed.
@@ -193,7 +178,7 @@ public:
     });
   }
   /// What C_GetInterface answers.
-  void interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, void**, CK_FLAGS)> answers);
+  void interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers);
   /// What C_SetCallBack does.
   void callback(std::function<CK_RV(CK_LONG, CK_VOID_PTR)> answers);
 

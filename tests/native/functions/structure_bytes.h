@@ -13,7 +13,8 @@ public:
   static constexpr std::size_t kAttribute = 24;
 
   /// Begins a structure of zeroes.
-  explicit StructureBytes(std::size_t length) : length_(static_cast<std::int32_t>(length)), block_(aligned(length), '\0') {}
+  explicit StructureBytes(std::size_t length)
+      : length_(static_cast<std::int32_t>(length)), block_(aligned(length), '\0') {}
 
   StructureBytes& number(std::size_t at, std::uint64_t value) {
     std::memcpy(&block_.at(at), &value, sizeof value);
@@ -39,9 +40,9 @@ public:
   std::size_t size() const { return block_.size(); }
 
   std::string bytes() const {
-    return made({static_cast<std::int32_t>(block_.size()), length_, static_cast<std::int32_t>(pointers_.size()),
-                 comesBack_},
-                block_, pointers_);
+    return made(
+        {static_cast<std::int32_t>(block_.size()), length_, static_cast<std::int32_t>(pointers_.size()), comesBack_},
+        block_, pointers_);
   }
 
   /// Whatever a caller wants, whole or not.

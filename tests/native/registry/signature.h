@@ -57,7 +57,7 @@ T unpack(const jvalue& value) {
 
 template <typename T>
 jvalue pack(T result) {
-  jvalue value = {};
+  jvalue value = {.j = 0};
   if constexpr (std::is_pointer_v<T>) {
     value.l = result;
   } else {
@@ -71,7 +71,7 @@ jvalue callWith(Result (*native)(JNIEnv*, Self, Parameters...), JNIEnv* env, job
                 [[maybe_unused]] const std::vector<jvalue>& arguments, std::index_sequence<Index...> /*indices*/) {
   if constexpr (std::is_void_v<Result>) {
     native(env, static_cast<Self>(self), unpack<Parameters>(arguments[Index])...);
-    return jvalue{};
+    return jvalue{.j = 0};  // all of it: {} clears the smallest member alone
   } else {
     return pack(native(env, static_cast<Self>(self), unpack<Parameters>(arguments[Index])...));
   }

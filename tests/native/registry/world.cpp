@@ -153,7 +153,7 @@ void World::makeArguments() {
 
 jvalue World::makeArgument(std::size_t index) {
   const std::vector<Kind>& kinds = subject.method->signature.parameters;
-  jvalue value = {};
+  jvalue value = {.j = 0};
   switch (kinds[index]) {
   case Kind::Boolean:
     value.z = subject.flag ? JNI_TRUE : JNI_FALSE;

@@ -39,7 +39,7 @@ public:
   using UnboundTest::jni;
   ScriptedModule token;
   const Subject& subject;
-  jvalue result = {};
+  jvalue result = {.j = 0};
 
   bool isOutput(const std::string& array) const { return array == "output"; }
   /// What of the arguments must not stay in memory.

@@ -14,8 +14,8 @@ extern const char* const kListFails;               ///< C_GetFunctionList fails 
 extern const char* const kListNull;                ///< C_GetFunctionList answers CKR_OK with a null list
 extern const char* const kListEmpty;               ///< every entry of the list is null
 
-extern const char* const kPuppet;                  ///< what it has is a test's; see functions/puppet.h
-extern const char* const kPuppetWithInterfaces;    ///< that, with C_GetInterface
-extern const char* const kPuppetWithCallback;      ///< that, with C_SetCallBack
+extern const char* const kPuppet;                ///< what it has is a test's; see functions/puppet.h
+extern const char* const kPuppetWithInterfaces;  ///< that, with C_GetInterface
+extern const char* const kPuppetWithCallback;    ///< that, with C_SetCallBack
 
 }  // namespace modules

@@ -1,10 +1,15 @@
 /**
- * The native methods, exactly as {@code libharlune.so} exports them.
+ * The native methods, exactly as {@code libharlune.so} exports them, in two families. {@link
+ * velnor.nat.NativeFunctions}, on which the classes of {@link velnor} stand, takes the module as an argument and
+ * answers with values; {@link velnor.nat.NativeCryptoki}, {@link velnor.nat.NativeSlot} and {@link
+ * velnor.nat.NativeSession} are the contract that programs have been built on. The families share no state.
  *
  * <p>The caller loads the library before the first native method, with {@link velnor.NativeLibrary#load()} or
- * {@link java.lang.System#load(String)}; no class here does it. The library keeps its state in the process: one PKCS#11
- * module at a time, bound by {@link velnor.nat.NativeCryptoki#loadCryptokiLibrary(String)}, and it keeps no lock. Nobody
- * may load, initialise or finalise while another thread uses the module, and the module itself is initialised without
+ * {@link java.lang.System#load(String)}; no class here does it.
+ *
+ * <p><strong>All that follows is about the contract.</strong> It keeps its state in the process: one PKCS#11 module at
+ * a time, bound by {@link velnor.nat.NativeCryptoki#loadCryptokiLibrary(String)}, and it keeps no lock. Nobody may
+ * load, initialise or finalise while another thread uses the module, and the module itself is initialised without
  * locking arguments: unless its vendor says otherwise, call it from one thread at a time.
  *
  * <p><strong>What every method has in common.</strong> A failure arrives as a {@link velnor.CryptokiException} that

@@ -16,7 +16,7 @@ import velnor.nat.NativeSession;
 import velnor.nat.NativeSlot;
 
 /** PINs are set and changed, and in the end the token is initialised anew: nothing can be tried after these. */
-final class AdministrationTrials extends Trials {
+final class AdministrationTrials extends NativeTrials {
     private static final int PUBLIC_SESSION = CKF_SERIAL_SESSION | CKF_RW_SESSION;
     private static final String NEW_PIN = "65432109".substring(0, Tokens.PIN.length());
 

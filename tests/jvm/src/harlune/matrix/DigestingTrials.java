@@ -17,7 +17,7 @@ import velnor.Mechanism;
 import velnor.nat.NativeCryptoki;
 
 /** Digests and their saved states. */
-final class DigestingTrials extends Trials {
+final class DigestingTrials extends NativeTrials {
     private static final byte[] DATA = bytes(200);
     private static final int FIRST = 77;
     private static final byte[] KEY = bytes(24);

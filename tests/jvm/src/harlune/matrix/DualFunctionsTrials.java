@@ -23,7 +23,7 @@ import velnor.nat.NativeCryptoki;
  * length is no way to find out: the softoken reads the null array then, and digests or signs the data a first time. So
  * it is asked while no operation runs, which is refused in any case: as not initialised where the function is there.
  */
-final class DualFunctionsTrials extends Trials {
+final class DualFunctionsTrials extends NativeTrials {
     private static final byte[] DATA = bytes(64);
     private static final int HALF = 32;
     private static final byte[] CIPHER_KEY = bytes(16);

@@ -20,7 +20,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.params.OAEPParams;
 
 /** Encryption and decryption, between the token and the JDK where both have the key. */
-final class EncryptionTrials extends Trials {
+final class EncryptionTrials extends NativeTrials {
     private static final byte[] DATA = bytes(48);
     private static final byte[] IV = bytes(8);
     /** Bytes of a ciphertext under the RSA keys here. */

@@ -19,7 +19,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.params.KEYDERIVATIONSTRINGDATA;
 
 /** Keys: made, wrapped, unwrapped and derived. */
-final class KeysTrials extends Trials {
+final class KeysTrials extends NativeTrials {
     private static final byte[] DATA = bytes(32);
     private static final byte[] WRAPPING_KEY = bytes(32);
     private static final byte[] KEY = bytes(24);

@@ -9,7 +9,7 @@ import java.util.List;
 import velnor.nat.NativeCryptoki;
 
 /** The module as a whole: loading, life and death, information. Leaves it initialised. */
-final class ModuleTrials extends Trials {
+final class ModuleTrials extends NativeTrials {
     ModuleTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }

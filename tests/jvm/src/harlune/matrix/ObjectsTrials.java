@@ -20,7 +20,7 @@ import velnor.CryptokiObject;
 import velnor.nat.NativeCryptoki;
 
 /** Objects: made, copied, changed, read, found and destroyed. */
-final class ObjectsTrials extends Trials {
+final class ObjectsTrials extends NativeTrials {
     private static final byte[] NEW_LABEL = "another label".getBytes(StandardCharsets.US_ASCII);
     private static final byte[] VALUE = bytes(100);
     private static int objects;

@@ -1,16 +1,13 @@
 package harlune.matrix;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
-import static org.junit.jupiter.api.Assertions.assertNotNull;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 import static org.junit.jupiter.api.Assertions.fail;
 
-import harlune.support.Ck;
-
 import java.io.IOException;
-import java.lang.reflect.Field;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Collection;
 import java.util.Comparator;
 import java.util.List;
 import java.util.Map;
@@ -20,8 +17,8 @@ import java.util.stream.Stream;
 import velnor.CryptokiException;
 
 /**
- * What became of every call that the trials made, one a line in the file: the native method, what it was tried with
- * (a mechanism, an object), and the outcome.
+ * What became of every call that the trials made, one a line in the file: the row of the table (a native method, or
+ * what the surface was to do), what it was tried with (a mechanism, an object), and the outcome.
  *
  * <p>An outcome is "ok", perhaps with what is wrong about it all the same; the name of the return value by which the
  * token refused; "refuses" and such a name, where a wrong PIN or a forged signature had to be refused; or "-" and what
@@ -34,7 +31,7 @@ final class Outcomes {
     static final String NOTHING = "- ";
 
     /** A line of the file: what was tried, and what became of it. */
-    record Line(String method, String with, String outcome) {
+    record Line(String row, String with, String outcome) {
         static Line parse(String text) {
             String[] fields = text.split("\t", -1);
             return fields.length == 3 ? new Line(fields[0], fields[1], fields[2]) : fail("Not an outcome: " + text);
@@ -42,32 +39,43 @@ final class Outcomes {
 
         @Override
         public String toString() {
-            return method + "\t" + with + "\t" + outcome;
+            return row + "\t" + with + "\t" + outcome;
         }
     }
 
-    private final Map<String, Map<String, String>> byMethod = new TreeMap<>(
-            Comparator.comparing((String method) -> List.copyOf(NativeMethods.all().keySet()).indexOf(method)));
+    private final List<String> rows;
+    private final Map<String, Map<String, String>> byRow;
 
-    void put(String method, String with, String outcome) {
-        assertNotNull(NativeMethods.all().get(method), () -> "There is no native method " + method);
-        String before = byMethod.computeIfAbsent(method, key -> new TreeMap<>()).putIfAbsent(with, outcome);
+    /** For a table with these rows. */
+    Outcomes(Collection<String> rows) {
+        this.rows = List.copyOf(rows);
+        byRow = new TreeMap<>(Comparator.comparing(this.rows::indexOf));
+    }
+
+    void put(String row, String with, String outcome) {
+        assertTrue(rows.contains(row), () -> "There is no row " + row);
+        String before = byRow.computeIfAbsent(row, key -> new TreeMap<>()).putIfAbsent(with, outcome);
         assertTrue(before == null || before.equals(outcome),
-                () -> method + " with " + with + " was " + before + " and now is " + outcome);
+                () -> row + " with " + with + " was " + before + " and now is " + outcome);
     }
 
     /** Says what is not as it should be about something that the token did. */
-    void qualify(String method, String with, String what) {
-        assertEquals(OK, byMethod.get(method).put(with, OK_BUT + what));
+    void qualify(String row, String with, String what) {
+        assertEquals(OK, byRow.get(row).put(with, OK_BUT + what));
     }
 
-    boolean has(String method) {
-        return byMethod.containsKey(method);
+    boolean has(String row) {
+        return byRow.containsKey(row);
+    }
+
+    /** The rows that no trial has come to. */
+    List<String> untried() {
+        return rows.stream().filter(row -> !has(row)).toList();
     }
 
     List<Line> lines() {
-        return byMethod.entrySet().stream().flatMap(method -> method.getValue().entrySet().stream()
-                .map(tried -> new Line(method.getKey(), tried.getKey(), tried.getValue()))).toList();
+        return byRow.entrySet().stream().flatMap(row -> row.getValue().entrySet().stream()
+                .map(tried -> new Line(row.getKey(), tried.getKey(), tried.getValue()))).toList();
     }
 
     void write(Path file) throws IOException {
@@ -94,27 +102,15 @@ final class Outcomes {
         return plain.equals(function) || ("J_" + plain).equals(function) ? code : function + " " + code;
     }
 
-    private static String codeName(CryptokiException refusal) {
+    /** The name of the token's return value. */
+    static String codeName(CryptokiException refusal) {
         String text = refusal.text();
         if (text.equals("NO ERROR DESC FOUND") || text.equals("VENDOR DEFINED")) {
-            return constantName(refusal.code());
+            return refusal.codeName().substring("CKR_".length());
         }
         if (!text.matches("[A-Z0-9 ]+")) {
             fail("Refused by the library itself: " + refusal.getMessage());
         }
         return text.replace(' ', '_');
-    }
-
-    private static String constantName(int code) {
-        for (Field field : Ck.class.getFields()) {
-            try {
-                if (field.getName().startsWith("CKR_") && field.getInt(null) == code) {
-                    return field.getName().substring("CKR_".length());
-                }
-            } catch (IllegalAccessException e) {
-                return fail(e);
-            }
-        }
-        return String.format("0x%X", code);
     }
 }

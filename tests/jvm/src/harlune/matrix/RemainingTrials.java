@@ -16,7 +16,7 @@ import velnor.nat.NativeCryptoki;
  * Native methods that this token gave nothing to do: called all the same, without an operation or with an object that
  * is not there. Its answer tells a function that the token lacks from one that had nothing to work on.
  */
-final class RemainingTrials extends Trials {
+final class RemainingTrials extends NativeTrials {
     private static final byte[] DATA = bytes(32);
     private static final long NO_OBJECT = 0x7FFFFF;
     /** What tokens answer about operations and objects that are not there. */

@@ -15,7 +15,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
 
 /** Sessions, login, random numbers. */
-final class SessionsTrials extends Trials {
+final class SessionsTrials extends NativeTrials {
     private static final int PUBLIC_SESSION = CKF_SERIAL_SESSION | CKF_RW_SESSION;
 
     SessionsTrials(NativeCryptoki cryptoki, Outcomes outcomes) {

@@ -22,7 +22,7 @@ import velnor.Mechanism;
 import velnor.nat.NativeCryptoki;
 
 /** Signatures and their verification, each side checked by the JDK where that has the key. */
-final class SigningTrials extends Trials {
+final class SigningTrials extends NativeTrials {
     /** As long as a SHA-256 digest, which is what ECDSA signs. */
     private static final byte[] DATA = bytes(32);
     private static final byte[] MAC_KEY = bytes(32);

@@ -18,7 +18,7 @@ import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSlot;
 
 /** Slots, their tokens, and what those can do. */
-final class SlotsTrials extends Trials {
+final class SlotsTrials extends NativeTrials {
     SlotsTrials(NativeCryptoki cryptoki, Outcomes outcomes) {
         super(cryptoki, outcomes);
     }

@@ -18,6 +18,7 @@ import java.util.TreeMap;
 import java.util.TreeSet;
 import java.util.function.Function;
 import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * The tables of docs/tokens.md, made of the outcomes in tests/tokens/outcomes. As a program it takes outcomes over:
@@ -45,6 +46,22 @@ final class TokenTable {
             new Column("p11-kit-proxy", "p11-kit-proxy", "libp11-kit0", " over SoftHSM and NSS"),
             new Column("p11-kit-client", "p11-kit-client", "p11-kit-modules", " to SoftHSM"));
 
+    /** The columns of what the surface does: all tokens directly, and at the end those that are also tried proxied. */
+    private static final List<Column> SURFACE_COLUMNS = List.of(
+            surface("softhsm", "SoftHSM", "libsofthsm2", ""),
+            surface("nss", "NSS softoken", "libnss3", ""),
+            surface("opencryptoki", "openCryptoki", "opencryptoki", ""),
+            surface("tpm2", "tpm2-pkcs11", "libtpm2-pkcs11-1", ""),
+            surface("piv", "OpenSC", "opensc-pkcs11", " with a PIV card"),
+            surface("p11-kit-proxy", "p11-kit-proxy", "libp11-kit0", " over SoftHSM and NSS"),
+            surface("p11-kit-client", "p11-kit-client", "p11-kit-modules", " to SoftHSM"),
+            surface("tpm2-proxied", "tpm2-pkcs11", "libtpm2-pkcs11-1", " through p11-kit-proxy"),
+            surface("piv-proxied", "OpenSC", "opensc-pkcs11", " with a PIV card, through p11-kit-proxy"));
+
+    private static Column surface(String file, String title, String debianPackage, String how) {
+        return new Column("surface/" + file, title, debianPackage, how);
+    }
+
     /** What a mechanism is used for, told by the native method that it was tried with. */
     private static final Map<String, String> USES = new LinkedHashMap<>();
 
@@ -67,8 +84,12 @@ final class TokenTable {
     private final Map<String, String> versions = new TreeMap<>();
     private final List<String> notes = new ArrayList<>();
 
+    private static List<Column> allColumns() {
+        return Stream.concat(COLUMNS.stream(), SURFACE_COLUMNS.stream()).toList();
+    }
+
     private TokenTable(Path sources) throws IOException {
-        for (Column column : COLUMNS) {
+        for (Column column : allColumns()) {
             outcomes.put(column, Outcomes.read(directory(sources).resolve(column.file + ".tsv")));
         }
         for (String line : Files.readAllLines(versionFile(sources))) {
@@ -93,15 +114,20 @@ final class TokenTable {
         return COLUMNS.stream().map(Column::file).toList();
     }
 
+    static List<String> surfaceColumns() {
+        return SURFACE_COLUMNS.stream().map(Column::file).toList();
+    }
+
     public static void main(String[] arguments) throws IOException, InterruptedException {
         Path sources = Exports.SOURCES;
         Path found = Path.of(arguments[0]);
-        Files.createDirectories(directory(sources));
-        List<String> lines = new ArrayList<>();
-        for (Column column : COLUMNS) {
+        Set<String> lines = new LinkedHashSet<>();
+        for (Column column : allColumns()) {
             Path file = found.resolve(column.file + ".tsv");
+            Path known = directory(sources).resolve(column.file + ".tsv");
             if (Files.exists(file)) {
-                Files.copy(file, directory(sources).resolve(file.getFileName()), StandardCopyOption.REPLACE_EXISTING);
+                Files.createDirectories(known.getParent());
+                Files.copy(file, known, StandardCopyOption.REPLACE_EXISTING);
             }
             lines.add(column.debianPackage + "\t" + installedVersion(column.debianPackage));
         }
@@ -128,14 +154,20 @@ final class TokenTable {
     }
 
     private String tables() {
-        String methods = methodTable();
-        return "\n### Native methods\n\n" + methods + notes() + "\n### Mechanisms\n\n" + mechanismTable()
-                + "\n### What is refused, and how\n\n" + refusalTable() + "\n";
+        String surface = surfaceTable() + notes();
+        String methods = methodTable() + notes();
+        return "\n### Through the Java surface\n\n" + surface + "\n### Native methods\n\n" + methods
+                + "\n### Mechanisms\n\n" + mechanismTable() + "\n### What is refused, and how\n\n" + refusalTable() + "\n";
     }
 
     private String header(String first) {
-        return row(first, column -> column.title + " " + upstream(versions.get(column.debianPackage)) + column.how)
-                + row("---", column -> "---");
+        return header(COLUMNS, first);
+    }
+
+    private String header(List<Column> columns, String first) {
+        return row(columns, first,
+                column -> column.title + " " + upstream(versions.get(column.debianPackage)) + column.how)
+                + row(columns, "---", column -> "---");
     }
 
     /** Without Debian's epoch and revision. */
@@ -144,7 +176,19 @@ final class TokenTable {
     }
 
     private static String row(String first, Function<Column, String> cell) {
-        return "| " + first + " | " + COLUMNS.stream().map(cell).collect(Collectors.joining(" | ")) + " |\n";
+        return row(COLUMNS, first, cell);
+    }
+
+    private static String row(List<Column> columns, String first, Function<Column, String> cell) {
+        return "| " + first + " | " + columns.stream().map(cell).collect(Collectors.joining(" | ")) + " |\n";
+    }
+
+    private String surfaceTable() {
+        StringBuilder table = new StringBuilder(header(SURFACE_COLUMNS, "What is wanted"));
+        for (String wanted : SurfaceTrials.ROWS) {
+            table.append(row(SURFACE_COLUMNS, wanted, column -> cell(column, wanted)));
+        }
+        return table.toString();
     }
 
     private String methodTable() {
@@ -160,7 +204,7 @@ final class TokenTable {
 
     private List<Line> tried(Column column, String method) {
         return outcomes.get(column).stream()
-                .filter(line -> line.method().equals(method) && !line.outcome().startsWith(Outcomes.REFUSES)).toList();
+                .filter(line -> line.row().equals(method) && !line.outcome().startsWith(Outcomes.REFUSES)).toList();
     }
 
     private String cell(Column column, String method) {
@@ -171,8 +215,10 @@ final class TokenTable {
         if (lines.stream().noneMatch(line -> isDone(line.outcome()))) {
             return refusals.isEmpty() ? NOTHING : String.join(", ", refusals);
         }
-        String exceptions = lines.stream().filter(line -> !line.outcome().equals(Outcomes.OK))
-                .map(line -> line.with() + ": " + line.outcome().replace(Outcomes.OK_BUT, ""))
+        String exceptions = lines.stream()
+                .filter(line -> !line.outcome().equals(Outcomes.OK) && !line.outcome().startsWith(Outcomes.NOTHING))
+                .map(line -> (line.with().isEmpty() ? "" : line.with() + ": ")
+                        + line.outcome().replace(Outcomes.OK_BUT, ""))
                 .collect(Collectors.joining("; "));
         return exceptions.isEmpty() ? "ok" : "ok (" + note(exceptions) + ")";
     }
@@ -188,17 +234,19 @@ final class TokenTable {
         return notes.indexOf(text) + 1;
     }
 
+    /** What the notes of a table say, which end with it. */
     private String notes() {
         StringBuilder text = new StringBuilder("\nNot all that was tried:\n\n");
         for (int i = 0; i < notes.size(); i++) {
             text.append(i + 1).append(". ").append(notes.get(i)).append("\n");
         }
+        notes.clear();
         return text.toString();
     }
 
     private String mechanismTable() {
         Set<String> mechanisms = outcomes.values().stream().flatMap(List::stream)
-                .filter(line -> USES.containsKey(line.method()) && line.with().matches("[A-Z0-9_]+"))
+                .filter(line -> USES.containsKey(line.row()) && line.with().matches("[A-Z0-9_]+"))
                 .map(Line::with).collect(Collectors.toCollection(TreeSet::new));
         StringBuilder table = new StringBuilder(header("Mechanism"));
         for (String mechanism : mechanisms) {
@@ -218,7 +266,7 @@ final class TokenTable {
         Map<String, Map<Column, String>> rows = new LinkedHashMap<>();
         for (String method : NativeMethods.all().keySet()) {
             outcomes.forEach((column, lines) -> lines.stream()
-                    .filter(line -> line.method().equals(method) && line.outcome().startsWith(Outcomes.REFUSES))
+                    .filter(line -> line.row().equals(method) && line.outcome().startsWith(Outcomes.REFUSES))
                     .forEach(line -> rows.computeIfAbsent("`" + method + "`, " + line.with(),
                             key -> new LinkedHashMap<>()).put(column,
                                     line.outcome().substring(Outcomes.REFUSES.length()))));

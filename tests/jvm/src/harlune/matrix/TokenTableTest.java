@@ -56,8 +56,16 @@ class TokenTableTest {
     @MethodSource("harlune.matrix.TokenTable#columns")
     void everyTokenHasAnOutcomeForEveryNativeMethod(String column) throws IOException {
         List<Outcomes.Line> lines = Outcomes.read(SOURCES.resolve("tests/tokens/outcomes/" + column + ".tsv"));
-        Set<String> methods = lines.stream().map(Outcomes.Line::method).collect(Collectors.toSet());
+        Set<String> methods = lines.stream().map(Outcomes.Line::row).collect(Collectors.toSet());
         assertEquals(NativeMethods.all().keySet(), methods);
+    }
+
+    @ParameterizedTest
+    @MethodSource("harlune.matrix.TokenTable#surfaceColumns")
+    void everyTokenHasAnOutcomeForEveryUse(String column) throws IOException {
+        List<Outcomes.Line> lines = Outcomes.read(SOURCES.resolve("tests/tokens/outcomes/" + column + ".tsv"));
+        assertEquals(new HashSet<>(SurfaceTrials.ROWS),
+                lines.stream().map(Outcomes.Line::row).collect(Collectors.toSet()));
     }
 
     @Test

@@ -13,6 +13,8 @@ public final class Tokens {
     public static final String OTHER_LABEL = System.getenv("OTHER_TOKEN_LABEL");
     public static final String PIN = environment("TOKEN_PIN");
     public static final String SO_PIN = environment("TOKEN_SO_PIN");
+    /** What the module wants to be told when it is initialised; null for most. */
+    public static final String RESERVED = System.getenv("TOKEN_RESERVED_TEXT");
 
     private Tokens() {
     }

@@ -192,6 +192,22 @@ class CallsTest {
         cryptoki.close(Duration.ZERO);
     }
 
+    /** What was given up while nothing entered is taken from the token by the next operation. */
+    @Test
+    void anOperationThatIsClosedMeanwhileIsInNobodysWay() throws InterruptedException {
+        open(Threading.CONCURRENT);
+        Session session = cryptoki.slotsWithToken().get(0).openSession();
+        Digester digester = session.digester(new Mechanism(CKM.MD5));
+        digester.update(new byte[3]);
+        startBlocked();
+        Thread closing = start(() -> assertThrows(IllegalStateException.class,
+                () -> cryptoki.close(Duration.ofMillis(500))));
+        assertWaits(closing);
+        digester.close();
+        closing.join();
+        assertEquals(16, session.digest(new Mechanism(CKM.MD5), new byte[3]).length);
+    }
+
     /** Between the begin of closing and C_Finalize nothing enters. */
     @Test
     void whatComesWhileTheModuleIsBeingClosedIsRefused() throws InterruptedException {

@@ -3,6 +3,7 @@ package harlune.surface;
 import static harlune.token.Bytes.bytes;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
@@ -58,6 +59,23 @@ class ContextSpecificLoginTest extends TokenOperations {
             session.login(UserType.CONTEXT_SPECIFIC, Tokens.PIN);
             assertArrayEquals(DATA, decryptor.finish(encrypted));
         }
+    }
+
+    @Test
+    void inOneCall() throws GeneralSecurityException {
+        char[] pin = Tokens.PIN.toCharArray();
+        assertTrue(key.asksForPinEachTime());
+        assertTrue(Jdk.verifies("SHA256withRSA", rsa.publicKey, DATA, session.sign(SHA256_RSA_PKCS, key, pin, DATA)));
+        byte[] encrypted = Jdk.rsa(Cipher.ENCRYPT_MODE, rsa.publicKey, DATA);
+        assertArrayEquals(DATA, session.decrypt(RSA_PKCS, key, pin, encrypted));
+        assertEquals(Tokens.PIN, new String(pin), "the caller's array stays as it is");
+        char[] wrong = "no PIN".toCharArray();
+        assertEquals(CKR.PIN_INCORRECT, assertThrows(CryptokiException.class,
+                () -> session.sign(SHA256_RSA_PKCS, key, wrong, DATA)).code());
+        TokenObject easy = privateKey();
+        assertFalse(easy.asksForPinEachTime());
+        assertTrue(Jdk.verifies("SHA256withRSA", rsa.publicKey, DATA,
+                session.sign(SHA256_RSA_PKCS, easy, wrong, DATA)));
     }
 
     @Test

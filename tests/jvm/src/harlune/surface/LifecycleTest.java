@@ -32,6 +32,7 @@ import org.junit.jupiter.params.provider.ValueSource;
 import velnor.CKR;
 import velnor.Cryptoki;
 import velnor.CryptokiException;
+import velnor.SlotWatch;
 import velnor.Threading;
 import velnor.TokenSlot;
 
@@ -210,6 +211,26 @@ class LifecycleTest {
             ScriptedModule.answer("C_WaitForSlotEvent CKR_FUNCTION_NOT_SUPPORTED");
             assertRefused("J_WaitForSlotEvent", CKR.FUNCTION_NOT_SUPPORTED, "FUNCTION NOT SUPPORTED",
                     cryptoki::waitForSlotEvent);
+        }
+    }
+
+    @ParameterizedTest
+    @ValueSource(strings = {"CKR_FUNCTION_NOT_SUPPORTED", "CKR_NO_EVENT"})
+    void slotsAreWatchedWhetherOrNotTheModuleTells(String answer) throws InterruptedException {
+        try (Cryptoki cryptoki = Surface.open(ScriptedModule.PATH)) {
+            SlotWatch watch = cryptoki.watchSlots();
+            ScriptedModule.answer("C_WaitForSlotEvent " + answer);
+            assertEquals(Optional.empty(), watch.poll());
+            ScriptedModule.answer("C_WaitForSlotEvent " + answer);
+            ScriptedModule.answer("C_GetSlotInfo flags=0");
+            TokenSlot gone = cryptoki.slots().get(0);
+            assertEquals(Optional.of(gone), watch.poll());
+            ScriptedModule.answer("C_WaitForSlotEvent " + answer);
+            assertEquals(Optional.of(gone), watch.await(Duration.ofMinutes(1)), "it is there again");
+            ScriptedModule.answer("C_WaitForSlotEvent slot=0x22");
+            assertEquals(0x22, watch.poll().orElseThrow().id());
+            ScriptedModule.answer("C_WaitForSlotEvent " + answer);
+            assertEquals(Optional.empty(), watch.await(Duration.ZERO));
         }
     }
 

@@ -147,8 +147,9 @@ final class MonkeyJudge {
     private static boolean isDisbelief(MonkeyCall call, CryptokiException refusal) {
         boolean marked = refusal.code() == CKR.ATTRIBUTE_TYPE_INVALID // the length ~0 says so, whatever the answer is
                 && refusal.functionName().equals("J_GetAttributeValue");
-        return (refusal.code() == CKR.GENERAL_ERROR || marked) && call.answers.stream().anyMatch(answer -> !answer.isRefusal()
-                && answer.tellsLength() && answer.function().substring(2).equals(refusal.functionName().substring(2)));
+        return (refusal.code() == CKR.GENERAL_ERROR || marked) && call.answers.stream()
+                .anyMatch(answer -> !answer.isRefusal() && answer.tellsLength()
+                        && answer.function().substring(2).equals(refusal.functionName().substring(2)));
     }
 
     /** What is told of an answer: its low 32 bits, or a general error when those say that all went well. */

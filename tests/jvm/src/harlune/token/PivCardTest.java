@@ -11,12 +11,15 @@ import harlune.support.TokenSession;
 import harlune.support.Tokens;
 
 import java.io.ByteArrayInputStream;
+import java.math.BigInteger;
 import java.nio.charset.StandardCharsets;
 import java.security.GeneralSecurityException;
+import java.security.KeyFactory;
 import java.security.MessageDigest;
 import java.security.PublicKey;
 import java.security.Signature;
 import java.security.cert.CertificateFactory;
+import java.security.spec.RSAPublicKeySpec;
 import java.util.Arrays;
 
 import javax.crypto.Cipher;
@@ -43,7 +46,14 @@ class PivCardTest extends TokenSession {
         return found[0];
     }
 
+    /** The key of the signature's certificate, which is longer than the natives read, lies beside it as well. */
     private PublicKey certified(int id) throws GeneralSecurityException {
+        if (id == DIGITAL_SIGNATURE) {
+            long key = find(CKO_PUBLIC_KEY, id);
+            return KeyFactory.getInstance("RSA").generatePublic(new RSAPublicKeySpec(
+                    new BigInteger(1, session.J_GetAttributeValue(key, CKA_MODULUS).bytesValue()),
+                    new BigInteger(1, session.J_GetAttributeValue(key, CKA_PUBLIC_EXPONENT).bytesValue())));
+        }
         byte[] certificate = session.J_GetAttributeValue(find(CKO_CERTIFICATE, id), CKA_VALUE).bytesValue();
         return CertificateFactory.getInstance("X.509").generateCertificate(new ByteArrayInputStream(certificate))
                 .getPublicKey();
