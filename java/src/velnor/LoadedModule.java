@@ -62,6 +62,9 @@ final class LoadedModule {
     private final Object gate = new Object();
     /** Calls without a session that are inside. */
     private int inside;
+    /** Calls that open a session, and whether one closes all sessions of a token; these keep off each other. */
+    private int opening;
+    private volatile boolean closingAll;
     private volatile State state = State.OPEN;
     private final Set<SessionHandle> sessions = Collections.newSetFromMap(new IdentityHashMap<>());
     private final StateSeal stateSeal = new StateSeal();
@@ -212,6 +215,63 @@ final class LoadedModule {
             synchronized (gate) {
                 inside--;
             }
+        }
+    }
+
+    /** Calls the module to open a session, while nobody closes all: of a session that comes meanwhile it would not know. */
+    <T> T callToOpen(LongFunction<T> call) {
+        return call(module -> {
+            beginToOpen();
+            try {
+                return call.apply(module);
+            } finally {
+                synchronized (gate) {
+                    opening--;
+                }
+            }
+        });
+    }
+
+    private void beginToOpen() {
+        for (;;) {
+            synchronized (gate) {
+                if (!closingAll) {
+                    opening++;
+                    return;
+                }
+            }
+            waitUntil(() -> !closingAll, () -> false);
+        }
+    }
+
+    /** Calls the module to close all sessions of a token, when no session is being opened and while none can be. */
+    <T> T callToCloseAll(LongFunction<T> call) {
+        return call(module -> {
+            beginToCloseAll();
+            try {
+                waitUntil(this::opensNothing, () -> false);
+                return call.apply(module);
+            } finally {
+                closingAll = false;
+            }
+        });
+    }
+
+    private void beginToCloseAll() {
+        for (;;) {
+            synchronized (gate) {
+                if (!closingAll) {
+                    closingAll = true;
+                    return;
+                }
+            }
+            waitUntil(() -> !closingAll, () -> false);
+        }
+    }
+
+    private boolean opensNothing() {
+        synchronized (gate) {
+            return opening == 0;
         }
     }
 

@@ -50,7 +50,7 @@ final class SessionHandle {
     /** Opens a session. */
     static SessionHandle open(TokenSlot slot, LoadedModule module, long flags) {
         SessionHandle session = new SessionHandle(slot, module);
-        return module.call(id -> {
+        return module.callToOpen(id -> {
             long[] handle = new long[1];
             boolean opened = false;
             module.add(session);
@@ -69,13 +69,14 @@ final class SessionHandle {
 
     /** Closes all sessions with the token in a slot, when what goes on in them has come back. */
     static void closeAll(TokenSlot slot, LoadedModule module) {
-        module.<Void>call(id -> {
-            List<SessionHandle> closing = module.sessions().stream()
-                    .filter(session -> session.slot.equals(slot) && session.become(State.OPEN, State.CLOSING))
+        module.<Void>callToCloseAll(id -> {
+            List<SessionHandle> all = module.sessions().stream().filter(session -> session.slot.equals(slot))
+                    .collect(Collectors.toList());
+            List<SessionHandle> closing = all.stream().filter(session -> session.become(State.OPEN, State.CLOSING))
                     .collect(Collectors.toList());
             State end = State.OPEN;
             try {
-                LoadedModule.waitUntil(() -> closing.stream().noneMatch(SessionHandle::isBusy), () -> false);
+                LoadedModule.waitUntil(() -> all.stream().noneMatch(SessionHandle::isBusy), () -> false);
                 Answers.require(Function.CLOSE_ALL_SESSIONS,
                         NativeFunctions.number(id, Function.CLOSE_ALL_SESSIONS.index(), slot.id()));
                 end = State.CLOSED;

@@ -174,6 +174,28 @@ class CallsTest {
         assertFalse(session.isOpen());
     }
 
+    /** A session that comes or goes while the token closes all would be one that it has no more: SoftHSM crashes then. */
+    @Test
+    void closingAllSessionsKeepsOffThoseThatComeAndGo() throws InterruptedException {
+        open(Threading.CONCURRENT);
+        TokenSlot slot = cryptoki.slotsWithToken().get(0);
+        Session session = slot.openSession();
+        assertWaitsFor("C_CloseSession", session::close, slot::closeAllSessions);
+        assertWaitsFor("C_OpenSession", slot::openSession, slot::closeAllSessions);
+        assertWaitsFor("C_CloseAllSessions", slot::closeAllSessions, slot::openSession);
+        assertWaitsFor("C_CloseAllSessions", slot::closeAllSessions, slot::closeAllSessions);
+    }
+
+    private void assertWaitsFor(String function, Runnable call, Runnable other) throws InterruptedException {
+        startBlocked(function, call);
+        ScriptedModule.clearJournal();
+        Thread waiting = start(other);
+        assertWaits(waiting);
+        assertEquals(List.of(), ScriptedModule.journal());
+        ScriptedModule.release();
+        waiting.join();
+    }
+
     @ParameterizedTest
     @EnumSource(Threading.class)
     void closingGivesUpAfterItsTime(Threading threading) throws InterruptedException {
