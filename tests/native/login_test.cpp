@@ -1,23 +1,7 @@
-/// Logging in and out, closing a session, and what a session says of itself.
+/// Logging in and out.
 #include "method_path.h"
 
 namespace {
-
-using SessionMethod = void(JNICALL*)(JNIEnv*, jobject);
-
-/// A method that takes the session alone and hands its handle to one entry of the module.
-MethodPath plainPath(const std::string& name, SessionMethod method, const std::string& moduleCall,
-                     std::function<void(PathTest&)> before = nullptr) {
-  return {name,
-          name,
-          [method](PathTest& t) -> jobject {
-            method(t.jni, t.session);
-            return nullptr;
-          },
-          "null",
-          sessionThen({{moduleCall, "", ""}}),
-          std::move(before)};
-}
 
 void logIn(PathTest&) {
   CK_UTF8CHAR pin[] = {'1', '2', '3', '4'};
@@ -37,18 +21,7 @@ std::vector<MethodPath> loginPaths() {
            {"GetStringUTFLength pin", "invalid pPinLen (0)", ""},
            {"C_Login session=0x5E51 userType=0x1 pin=\"1234\" -> CKR_OK", "", ""},
        })},
-      plainPath("J_Logout", Java_velnor_nat_NativeSession_J_1Logout, "C_Logout session=0x5E51 -> CKR_OK", logIn),
-      plainPath("J_CloseSession", Java_velnor_nat_NativeSession_J_1CloseSession,
-                "C_CloseSession session=0x5E51 -> CKR_OK"),
-      {"J_GetSessionInfo", "J_GetSessionInfo",
-       [](PathTest& t) { return Java_velnor_nat_NativeSession_J_1GetSessionInfo(t.jni, t.session); },
-       "SessionInfo(17, 2, 6, 1504)",
-       sessionThen({
-           {"FindClass velnor/SessionInfo", "Class 'velnor/SessionInfo' not found", ""},
-           {"GetMethodID velnor/SessionInfo <init> (IIII)V", "SessionInfo constructor not found", ""},
-           {"C_GetSessionInfo session=0x5E51 info=non-null -> CKR_OK", "", ""},
-           {"NewObject velnor/SessionInfo (17, 2, 6, 1504)", "SessionInfo object is NULL", ""},
-       })},
+      sessionPath("J_Logout", Java_velnor_nat_NativeSession_J_1Logout, "C_Logout session=0x5E51 -> CKR_OK", logIn),
   };
 }
 
@@ -119,75 +92,11 @@ TEST_F(LoginTest, TellsAWrongPin) {
   EXPECT_EQ(env.pending(), "CryptokiException(\"J_Login\", 160, \"PIN INCORRECT                     \")");
 }
 
-// --- J_Logout and J_CloseSession -------------------------------------------------------------------------------------
+// --- J_Logout --------------------------------------------------------------------------------------------------------
 
 TEST_F(LoginTest, LogsOutOnlyWhoIsLoggedIn) {
   Java_velnor_nat_NativeSession_J_1Logout(jni, session);
   EXPECT_EQ(env.pending(), "CryptokiException(\"J_Logout\", 257, \"USER NOT LOGGED IN                \")");
 }
-
-TEST_F(LoginTest, LeavesTheJavaObjectOfAClosedSessionWithItsHandle) {
-  Java_velnor_nat_NativeSession_J_1CloseSession(jni, session);
-  EXPECT_EQ(env.pending(), "");
-  env.clear();
-  Java_velnor_nat_NativeSession_J_1CloseSession(jni, session);
-  EXPECT_TRACE(R"(
-    sessionOf session
-    C_CloseSession session=0x5E51 -> CKR_SESSION_HANDLE_INVALID
-    report "J_CloseSession" 0xB3
-  )");
-}
-
-// --- J_GetSessionInfo ------------------------------------------------------------------------------------------------
-
-class SessionInfoTest : public NativeTest {
-protected:
-  jobject getSessionInfo() { return Java_velnor_nat_NativeSession_J_1GetSessionInfo(jni, session); }
-};
-
-TEST_F(SessionInfoTest, HandsOnWhatTheModuleSays) {
-  module.answer("C_GetSessionInfo slotID=1 state=3 flags=6 ulDeviceError=9");
-  EXPECT_EQ(env.show(getSessionInfo()), "SessionInfo(1, 3, 6, 9)");
-}
-
-struct InfoNumber {
-  const char* field;
-  const char* before;
-  const char* after;
-};
-
-class SessionNumberTest : public SessionInfoTest, public ::testing::WithParamInterface<InfoNumber> {
-protected:
-  void isShownAs(const std::string& number, const std::string& shown) {
-    SCOPED_TRACE(number);
-    const auto& [field, before, after] = GetParam();
-    module.answer(std::string("C_GetSessionInfo ") + field + "=" + number);
-    EXPECT_EQ(env.show(getSessionInfo()), "SessionInfo(" + std::string(before) + shown + after + ")");
-  }
-};
-
-TEST_P(SessionNumberTest, ArrivesInItsPlace) {
-  isShownAs("0x7FFFFFFF", "2147483647");
-  isShownAs("-1", "-1");
-  isShownAs("-2147483648", "-2147483648");
-  EXPECT_EQ(env.pending(), "");
-}
-
-TEST_P(SessionNumberTest, IsReportedWhenNoJavaIntHoldsItBeforeTheObjectIsMadeOfItsLowHalf) {
-  isShownAs("0x80000001", "-2147483647");
-  EXPECT_EQ(env.pending(), kTooWide);
-  const std::string trace = takeTrace();
-  EXPECT_LT(trace.find("report \"Check64BitLen\""), trace.find("NewObject velnor/SessionInfo"));
-  isShownAs("0x100000003", "3");
-  isShownAs("-2147483649", "2147483647");
-  EXPECT_EQ(env.thrown(), std::vector<std::string>(3, kTooWide));
-}
-
-INSTANTIATE_TEST_SUITE_P(Login, SessionNumberTest,
-                         ::testing::Values(InfoNumber{"slotID", "", ", 2, 6, 1504"},
-                                           InfoNumber{"state", "17, ", ", 6, 1504"},
-                                           InfoNumber{"flags", "17, 2, ", ", 1504"},
-                                           InfoNumber{"ulDeviceError", "17, 2, 6, ", ""}),
-                         [](const auto& tested) { return std::string(tested.param.field); });
 
 }  // namespace

@@ -83,6 +83,20 @@ protected:
   }
 };
 
+/// The path of a method that takes the session alone and hands its handle to one entry of the module.
+inline MethodPath sessionPath(const std::string& name, void(JNICALL* method)(JNIEnv*, jobject),
+                              const std::string& moduleCall, std::function<void(PathTest&)> before = nullptr) {
+  return {name,
+          name,
+          [method](PathTest& t) -> jobject {
+            method(t.jni, t.session);
+            return nullptr;
+          },
+          "null",
+          sessionThen({{moduleCall, "", ""}}),
+          std::move(before)};
+}
+
 // --- Every path --------------------------------------------------------------------------------------------------
 
 class MethodPathTest : public PathTest, public ::testing::WithParamInterface<MethodPath> {};

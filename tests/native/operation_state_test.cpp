@@ -1,21 +1,7 @@
-/// Saving and restoring the cryptographic state of a session, and the two calls for functions that run in parallel.
+/// Saving and restoring the cryptographic state of a session.
 #include "method_path.h"
 
 namespace {
-
-using SessionMethod = void(JNICALL*)(JNIEnv*, jobject);
-
-MethodPath parallelPath(const std::string& name, SessionMethod method, const std::string& function) {
-  return {name,
-          name,
-          [method](PathTest& t) -> jobject {
-            method(t.jni, t.session);
-            return nullptr;
-          },
-          "null",
-          sessionThen({{function + " session=0x5E51 -> CKR_OK", "", ""}}),
-          [function](PathTest& t) { t.module.answer(function + " CKR_OK always"); }};
-}
 
 void startDigest() {
   CK_MECHANISM mechanism = {CKM_SHA_1, nullptr, 0};
@@ -53,15 +39,10 @@ std::vector<MethodPath> operationStatePaths() {
             "CKR_OK",
             "", ""},
        }},
-      parallelPath("J_GetFunctionStatus", Java_velnor_nat_NativeSession_J_1GetFunctionStatus, "C_GetFunctionStatus"),
-      parallelPath("J_CancelFunction", Java_velnor_nat_NativeSession_J_1CancelFunction, "C_CancelFunction"),
   };
 }
 
 INSTANTIATE_METHOD_PATHS(OperationState, operationStatePaths());
-
-// --- J_GetFunctionStatus and J_CancelFunction
-// --------------------------------------------------------------------------
 
 class OperationStateTest : public NativeTest {
 protected:
@@ -77,13 +58,6 @@ protected:
     module.answer("C_GetOperationState " + second);
   }
 };
-
-TEST_F(OperationStateTest, TellsTheStatusOfAFunctionAsAnExceptionOnly) {
-  Java_velnor_nat_NativeSession_J_1GetFunctionStatus(jni, session);
-  EXPECT_EQ(env.pending(), "CryptokiException(\"J_GetFunctionStatus\", 81, \"FUNCTION NOT PARALLEL             \")");
-  Java_velnor_nat_NativeSession_J_1CancelFunction(jni, session);
-  EXPECT_EQ(env.pending(), "CryptokiException(\"J_CancelFunction\", 81, \"FUNCTION NOT PARALLEL             \")");
-}
 
 // --- J_GetOperationState
 // -----------------------------------------------------------------------------------------------

@@ -1,4 +1,4 @@
-/// Opening sessions on a slot, closing all of them, and which session a Java object stands for.
+/// Opening and closing sessions, what a session says of itself, and which session a Java object stands for.
 #include "lookups.h"
 #include "method_path.h"
 
@@ -30,7 +30,7 @@ jobject openAndLogIn(PathTest& t, jstring pin) {
   return Java_velnor_nat_NativeSlot_J_1OpenSession__IBLjava_lang_String_2(t.jni, t.slot, kReadWrite, CKU_USER, pin);
 }
 
-std::vector<MethodPath> openingPaths() {
+std::vector<MethodPath> sessionPaths() {
   return {
       {"J_OpenSession", "J_OpenSession",
        [](PathTest& t) { return Java_velnor_nat_NativeSlot_J_1OpenSession__I(t.jni, t.slot, kReadWrite); },
@@ -63,10 +63,21 @@ std::vector<MethodPath> openingPaths() {
            {"GetIntField slot m_slotID", "", ""},
            {"C_CloseAllSessions slot=0x11 -> CKR_OK", "", ""},
        }},
+      sessionPath("J_CloseSession", Java_velnor_nat_NativeSession_J_1CloseSession,
+                  "C_CloseSession session=0x5E51 -> CKR_OK"),
+      {"J_GetSessionInfo", "J_GetSessionInfo",
+       [](PathTest& t) { return Java_velnor_nat_NativeSession_J_1GetSessionInfo(t.jni, t.session); },
+       "SessionInfo(17, 2, 6, 1504)",
+       sessionThen({
+           {"FindClass velnor/SessionInfo", "Class 'velnor/SessionInfo' not found", ""},
+           {"GetMethodID velnor/SessionInfo <init> (IIII)V", "SessionInfo constructor not found", ""},
+           {"C_GetSessionInfo session=0x5E51 info=non-null -> CKR_OK", "", ""},
+           {"NewObject velnor/SessionInfo (17, 2, 6, 1504)", "SessionInfo object is NULL", ""},
+       })},
   };
 }
 
-INSTANTIATE_METHOD_PATHS(Sessions, openingPaths());
+INSTANTIATE_METHOD_PATHS(Sessions, sessionPaths());
 
 // --- What both overloads have in common ------------------------------------------------------------------------------
 
@@ -347,6 +358,20 @@ TEST_F(OpeningTest, MeasuresThePinInBytesOfModifiedUtf8) {
   )");
 }
 
+// --- J_CloseSession --------------------------------------------------------------------------------------------------
+
+TEST_F(OpeningTest, LeavesTheJavaObjectOfAClosedSessionWithItsHandle) {
+  Java_velnor_nat_NativeSession_J_1CloseSession(jni, session);
+  EXPECT_EQ(env.pending(), "");
+  env.clear();
+  Java_velnor_nat_NativeSession_J_1CloseSession(jni, session);
+  EXPECT_TRACE(R"(
+    sessionOf session
+    C_CloseSession session=0x5E51 -> CKR_SESSION_HANDLE_INVALID
+    report "J_CloseSession" 0xB3
+  )");
+}
+
 // --- J_CloseAllSessions ----------------------------------------------------------------------------------------------
 
 TEST_F(OpeningTest, ClosesAllSessionsOfASlotThatHasNone) {
@@ -364,5 +389,57 @@ TEST_F(OpeningTest, LeavesTheJavaObjectsOfClosedSessionsAsTheyAre) {
   Java_velnor_nat_NativeSession_J_1Logout(jni, opened);
   EXPECT_EQ(env.pending(), "CryptokiException(\"J_Logout\", 179, \"SESSION HANDLE INVALID            \")");
 }
+
+// --- J_GetSessionInfo ------------------------------------------------------------------------------------------------
+
+class SessionInfoTest : public NativeTest {
+protected:
+  jobject getSessionInfo() { return Java_velnor_nat_NativeSession_J_1GetSessionInfo(jni, session); }
+};
+
+TEST_F(SessionInfoTest, HandsOnWhatTheModuleSays) {
+  module.answer("C_GetSessionInfo slotID=1 state=3 flags=6 ulDeviceError=9");
+  EXPECT_EQ(env.show(getSessionInfo()), "SessionInfo(1, 3, 6, 9)");
+}
+
+struct InfoNumber {
+  const char* field;
+  const char* before;
+  const char* after;
+};
+
+class SessionNumberTest : public SessionInfoTest, public ::testing::WithParamInterface<InfoNumber> {
+protected:
+  void isShownAs(const std::string& number, const std::string& shown) {
+    SCOPED_TRACE(number);
+    const auto& [field, before, after] = GetParam();
+    module.answer(std::string("C_GetSessionInfo ") + field + "=" + number);
+    EXPECT_EQ(env.show(getSessionInfo()), "SessionInfo(" + std::string(before) + shown + after + ")");
+  }
+};
+
+TEST_P(SessionNumberTest, ArrivesInItsPlace) {
+  isShownAs("0x7FFFFFFF", "2147483647");
+  isShownAs("-1", "-1");
+  isShownAs("-2147483648", "-2147483648");
+  EXPECT_EQ(env.pending(), "");
+}
+
+TEST_P(SessionNumberTest, IsReportedWhenNoJavaIntHoldsItBeforeTheObjectIsMadeOfItsLowHalf) {
+  isShownAs("0x80000001", "-2147483647");
+  EXPECT_EQ(env.pending(), kTooWide);
+  const std::string trace = takeTrace();
+  EXPECT_LT(trace.find("report \"Check64BitLen\""), trace.find("NewObject velnor/SessionInfo"));
+  isShownAs("0x100000003", "3");
+  isShownAs("-2147483649", "2147483647");
+  EXPECT_EQ(env.thrown(), std::vector<std::string>(3, kTooWide));
+}
+
+INSTANTIATE_TEST_SUITE_P(Sessions, SessionNumberTest,
+                         ::testing::Values(InfoNumber{"slotID", "", ", 2, 6, 1504"},
+                                           InfoNumber{"state", "17, ", ", 6, 1504"},
+                                           InfoNumber{"flags", "17, 2, ", ", 1504"},
+                                           InfoNumber{"ulDeviceError", "17, 2, 6, ", ""}),
+                         [](const auto& tested) { return std::string(tested.param.field); });
 
 }  // namespace
