@@ -9,23 +9,25 @@ final class Numbers {
 
     /** Reads 32 bits, decimal or hexadecimal. */
     static int code(String text, String option) {
-        String digits = text.toLowerCase(Locale.ROOT);
-        try {
-            return digits.startsWith("0x") ? Integer.parseUnsignedInt(digits.substring(2), 16)
-                    : Integer.parseUnsignedInt(digits);
-        } catch (NumberFormatException e) {
-            throw Failure.usage(option + " takes a number, decimal or 0x..., of at most 32 bits");
-        }
+        return (int) read(text, option, Integer.SIZE);
     }
 
     /** Reads 64 bits, decimal or hexadecimal. */
     static long identifier(String text, String option) {
+        return read(text, option, Long.SIZE);
+    }
+
+    private static long read(String text, String option, int bits) {
         String digits = text.toLowerCase(Locale.ROOT);
         try {
-            return digits.startsWith("0x") ? Long.parseUnsignedLong(digits.substring(2), 16)
+            long number = digits.startsWith("0x") ? Long.parseUnsignedLong(digits.substring(2), 16)
                     : Long.parseUnsignedLong(digits);
-        } catch (NumberFormatException e) {
-            throw Failure.usage(option + " takes a number, decimal or 0x..., of at most 64 bits");
+            if (Long.SIZE - Long.numberOfLeadingZeros(number) <= bits) {
+                return number;
+            }
+        } catch (NumberFormatException notANumber) {
+            // The same as one that is too large.
         }
+        throw Failure.usage(option + " takes a number, decimal or 0x..., of at most " + bits + " bits");
     }
 }
