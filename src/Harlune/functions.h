@@ -316,9 +316,12 @@ struct Block {
 /// How many bytes of a Java array stand before the block.
 inline constexpr CK_ULONG kStructureHead = 16;
 
-/// Makes a block of `size` bytes that were copied from Java, and addresses of its pointers; false when they are not
-/// whole, or a pointer leads out of the block.
-bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Block& block);
+/// What may stand behind a structure in its memory.
+enum class Behind { Nothing, Anything };
+
+/// Makes a block of `size` bytes that Java laid out, and addresses of its pointers; false when they are not whole, or a
+/// pointer leads out of the block.
+bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Behind behind, Block& block);
 
 /// Whether every attribute of a template lies within its block, so that a module can be given it.
 bool isTemplate(const Block& block);
@@ -337,7 +340,7 @@ CK_RV withBlock(JNIEnv* env, jbyteArray structure, bool (*isGood)(const Block&),
   return withMemory(widen(size), [&](CK_BYTE_PTR bytes) {
     env->GetByteArrayRegion(structure, 0, size, reinterpret_cast<jbyte*>(bytes));
     Block block = {};
-    if (!openBlock(bytes, widen(size), block) || (isGood != nullptr && !isGood(block))) {
+    if (!openBlock(bytes, widen(size), Behind::Nothing, block) || (isGood != nullptr && !isGood(block))) {
       return CKR_ARGUMENTS_BAD;
     }
     const CK_RV Rv = use(Bytes{block.bytes, block.length});
@@ -356,6 +359,23 @@ CK_RV withStructure(JNIEnv* env, jbyteArray structure, Use&& use) {
   return withBlock(env, structure, nullptr, use);
 }
 
+/// The same at the beginning of a direct buffer, where it stays as the module leaves it, addresses and all.
+template <typename Use>
+CK_RV withStructure(JNIEnv* env, jobject buffer, Use&& use) {
+  if (buffer == nullptr) {
+    return use(Bytes{nullptr, 0});
+  }
+  const auto bytes = static_cast<CK_BYTE_PTR>(env->GetDirectBufferAddress(buffer));
+  const jlong capacity = env->GetDirectBufferCapacity(buffer);
+  Block block = {};
+  // Java chooses where a direct buffer begins.
+  if (bytes == nullptr || capacity < 0 || std::bit_cast<std::uintptr_t>(bytes) % alignof(std::max_align_t) != 0 ||
+      !openBlock(bytes, static_cast<CK_ULONG>(capacity), Behind::Anything, block)) {
+    return CKR_ARGUMENTS_BAD;
+  }
+  return use(Bytes{block.bytes, block.length});
+}
+
 /// Runs `use` on a template and the number of its attributes.
 template <typename Use>
 CK_RV withTemplate(JNIEnv* env, jbyteArray attributes, Use&& use) {
@@ -364,9 +384,9 @@ CK_RV withTemplate(JNIEnv* env, jbyteArray attributes, Use&& use) {
   });
 }
 
-/// Runs `use` on a mechanism.
-template <typename Use>
-CK_RV withMechanism(JNIEnv* env, jlong type, jbyteArray parameter, Use&& use) {
+/// Runs `use` on a mechanism, whose parameter is an array or, if a module may look at it later, a direct buffer.
+template <typename Parameter, typename Use>
+CK_RV withMechanism(JNIEnv* env, jlong type, Parameter parameter, Use&& use) {
   return withStructure(env, parameter, [&](Bytes structure) {
     CK_MECHANISM mechanism = {static_cast<CK_ULONG>(type), structure.bytes, structure.length};
     return use(&mechanism);

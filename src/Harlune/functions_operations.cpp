@@ -132,7 +132,7 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_outputDirect(JNIEnv* env
 }
 
 JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_init(JNIEnv* env, jclass, jlong module, jint function,
-                                                            jlong hSession, jlong mechanism, jbyteArray parameter) {
+                                                            jlong hSession, jlong mechanism, jobject parameter) {
   return answer(call(module, initFunctions, function, [&](auto entry) {
     return withMechanism(env, mechanism, parameter,
                          [&](CK_MECHANISM_PTR pMechanism) { return entry(handle(hSession), pMechanism); });
@@ -140,7 +140,7 @@ JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_init(JNIEnv* env, jclass,
 }
 
 JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_keyedInit(JNIEnv* env, jclass, jlong module, jint function,
-                                                                 jlong hSession, jlong mechanism, jbyteArray parameter,
+                                                                 jlong hSession, jlong mechanism, jobject parameter,
                                                                  jlong hKey) {
   return answer(call(module, keyedInitFunctions, function, [&](auto entry) {
     return withMechanism(env, mechanism, parameter, [&](CK_MECHANISM_PTR pMechanism) {

@@ -50,7 +50,7 @@ bool makeAddresses(const Block& block) {
 
 }  // namespace
 
-bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Block& block) {
+bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Behind behind, Block& block) {
   Head head = {};
   if (size < sizeof head) {
     return false;
@@ -59,7 +59,11 @@ bool openBlock(CK_BYTE_PTR bytes, CK_ULONG size, Block& block) {
   const CK_ULONG blockSize = widen(head.size);
   const CK_ULONG pointers = widen(head.pointers);
   if (head.size < 0 || head.length < 0 || head.pointers < 0 || head.length > head.size ||
-      blockSize % alignof(std::int32_t) != 0 || size != sizeof head + blockSize + pointers * sizeof(std::int32_t)) {
+      blockSize % alignof(std::int32_t) != 0) {
+    return false;
+  }
+  const CK_ULONG whole = sizeof head + blockSize + pointers * sizeof(std::int32_t);
+  if (whole > size || (behind == Behind::Nothing && whole < size)) {
     return false;
   }
   block = {bytes + sizeof head,

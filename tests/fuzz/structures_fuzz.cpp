@@ -2,7 +2,7 @@
 /// field by field, says which of them are whole; the others must reach no module. The module follows every pointer, and
 /// writes wherever it may.
 ///
-///   template                     as a template, or `parameter`
+///   template                     as a template, `parameter`, or `held` for a parameter in a direct buffer
 ///   i 24 24 1 1                  32-bit numbers: here size, length, pointers, and whether it comes back
 ///   l 0x11 16 5                  64-bit numbers
 ///   b 300 abc                    bytes, repeated to a length of 300
@@ -61,8 +61,8 @@ std::int64_t wordAt(const std::string& bytes, std::size_t at) {
   return value;
 }
 
-/// Nothing for bytes that are no whole structure.
-std::optional<Structure> read(const std::string& bytes) {
+/// Nothing for bytes that are no whole structure. In a direct buffer there may be more behind it.
+std::optional<Structure> read(const std::string& bytes, bool isHeld) {
   constexpr std::int64_t kHead = 16;
   const auto total = static_cast<std::int64_t>(bytes.size());
   if (total < kHead) {
@@ -71,7 +71,8 @@ std::optional<Structure> read(const std::string& bytes) {
   const std::int64_t size = wordAt(bytes, 0);
   const std::int64_t length = wordAt(bytes, 4);
   const std::int64_t count = wordAt(bytes, 8);
-  if (size < 0 || length < 0 || count < 0 || length > size || size % 4 != 0 || total != kHead + size + 4 * count) {
+  const std::int64_t behind = total - (kHead + size + 4 * count);
+  if (size < 0 || length < 0 || count < 0 || length > size || size % 4 != 0 || behind < 0 || (behind > 0 && !isHeld)) {
     return std::nullopt;
   }
   Structure structure;
@@ -129,6 +130,7 @@ bool isTemplate(const Structure& structure, const std::string& bytes) {
 
 const Structure* expected = nullptr;
 const std::string* given = nullptr;
+const char* heldAt = nullptr;
 bool called = false;
 
 /// Reads all of the block, follows every pointer, and checks that it leads to where it should.
@@ -173,10 +175,21 @@ CK_RV takeTemplate(CK_SESSION_HANDLE, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR pTempla
   return CKR_ATTRIBUTE_SENSITIVE;
 }
 
-CK_RV takeMechanism(CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE) {
+CK_RV walkAndWrite(const CK_MECHANISM* pMechanism) {
   walk(pMechanism->pParameter, pMechanism->ulParameterLen);
   std::memset(pMechanism->pParameter, 'W', expected->size);
   return CKR_OK;
+}
+
+CK_RV takeMechanism(CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_ATTRIBUTE_PTR, CK_ULONG, CK_OBJECT_HANDLE_PTR) {
+  return walkAndWrite(pMechanism);
+}
+
+CK_RV takeHeldMechanism(CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE) {
+  if (pMechanism->pParameter != heldAt + StructureBytes::kHead) {
+    fuzz::found("the structure does not lie where Java has it");
+  }
+  return walkAndWrite(pMechanism);
 }
 
 jlong moduleId(jvm::RecordingEnv& env) {
@@ -185,7 +198,8 @@ jlong moduleId(jvm::RecordingEnv& env) {
     static CK_FUNCTION_LIST list = {};
     list.version = {2, 40};
     list.C_GetAttributeValue = takeTemplate;
-    list.C_EncryptInit = takeMechanism;
+    list.C_GenerateKey = takeMechanism;
+    list.C_EncryptInit = takeHeldMechanism;
     module.list(list);
     return Java_velnor_nat_NativeFunctions_load(env.jni(), nullptr, env.bytes(modules::kPuppet), nullptr);
   }();
@@ -198,17 +212,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   std::string_view rest(reinterpret_cast<const char*>(data), size);
   const std::string_view kind = fuzz::cut(rest, '\n');
   const std::string bytes = bytesOf(rest);
-  const std::optional<Structure> structure = read(bytes);
+  const bool isHeld = kind == "held";
+  const std::optional<Structure> structure = read(bytes, isHeld);
   jvm::RecordingEnv env;
   const jbyteArray array = env.bytes("structure", bytes);
+  const jobject buffer = env.directBuffer("held", bytes);
   const jlong id = moduleId(env);
   expected = structure ? &*structure : nullptr;
   given = &bytes;
   called = false;
   bool isWhole = structure.has_value();
   jint answer = 0;
-  if (kind == "parameter") {
-    answer = Java_velnor_nat_NativeFunctions_keyedInit(env.jni(), nullptr, id, 0, 1, 1, array, 1);
+  if (isHeld) {
+    heldAt = static_cast<const char*>(env.jni()->GetDirectBufferAddress(buffer));
+    answer = Java_velnor_nat_NativeFunctions_keyedInit(env.jni(), nullptr, id, 0, 1, 1, buffer, 1);
+  } else if (kind == "parameter") {
+    answer = Java_velnor_nat_NativeFunctions_generateKey(env.jni(), nullptr, id, 1, 1, array, nullptr,
+                                                         env.longs("key", {0}));
   } else {
     isWhole = isWhole && isTemplate(*structure, bytes);
     answer = Java_velnor_nat_NativeFunctions_attributes(env.jni(), nullptr, id, 0, 1, 1, array);
@@ -219,10 +239,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (called != isWhole) {
     fuzz::found(called ? "the module was given what is not whole" : "what is whole was refused");
   }
-  const std::string after = env.bytesOf(array);
+  const std::string after = isHeld ? env.bytesOf(buffer) : env.bytesOf(array);
   const std::size_t end = StructureBytes::kHead + (structure ? structure->size : 0);
-  const bool comesBack = called && structure->comesBack;
-  if (after.size() != bytes.size() || (!comesBack && after != bytes) ||
+  const bool comesBack = called && (structure->comesBack || isHeld);
+  // One that is refused may have addresses already where it lies.
+  if (after.size() != bytes.size() || (!comesBack && !isHeld && after != bytes) ||
       (comesBack && (after.compare(0, StructureBytes::kHead, bytes, 0, StructureBytes::kHead) != 0 ||
                      after.compare(end, std::string::npos, bytes, end, std::string::npos) != 0))) {
     fuzz::found("what did not come back has changed");

@@ -6,7 +6,6 @@ import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Collections;
 import java.util.HashMap;
-import java.util.HashSet;
 import java.util.IdentityHashMap;
 import java.util.List;
 import java.util.Map;
@@ -52,8 +51,11 @@ final class LoadedModule {
 
     /** The modules from before C_Initialize until after C_Finalize, by id; null while one is being initialised. */
     private static final Map<Long, LoadedModule> initialized = new HashMap<>();
-    /** The modules that refused to be finalised last; guarded by {@code initialized}. */
-    private static final Set<Long> unfinished = new HashSet<>();
+    /**
+     * The modules that refused to be finalised last, with the sessions that were open then: what lies in their memory may
+     * still be looked at. Guarded by {@code initialized}.
+     */
+    private static final Map<Long, List<SessionHandle>> unfinished = new HashMap<>();
 
     private final long id;
     private final String path;
@@ -90,7 +92,7 @@ final class LoadedModule {
                 throw new IllegalStateException((other == null ? name : other) + " is open already");
             }
             initialized.put(id, null);
-            refusedToFinish = unfinished.contains(id);
+            refusedToFinish = unfinished.containsKey(id);
         }
         LoadedModule module = null;
         try {
@@ -107,7 +109,7 @@ final class LoadedModule {
                     initialized.remove(id);
                 } else {
                     initialized.put(id, module);
-                    unfinished.remove(id);
+                    release(unfinished.remove(id));
                 }
             }
         }
@@ -350,20 +352,31 @@ final class LoadedModule {
 
     private int finish() {
         int answer = CKR.GENERAL_ERROR;
+        List<SessionHandle> left = sessions();
         try {
             answer = NativeFunctions.finish(id);
         } finally {
             synchronized (sessions) {
                 sessions.clear();
             }
+            if (answer == CKR.OK) {
+                release(left);
+            }
             synchronized (initialized) {
                 initialized.remove(id);
                 if (answer != CKR.OK) {
-                    unfinished.add(id);
+                    unfinished.put(id, left);
                 }
             }
         }
         return answer;
+    }
+
+    /** Wipes what sessions had for a module that has no session any more. */
+    private static void release(List<SessionHandle> ended) {
+        if (ended != null) {
+            ended.forEach(SessionHandle::releaseParameters);
+        }
     }
 
     private boolean isEmpty() {

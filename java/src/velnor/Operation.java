@@ -51,6 +51,8 @@ abstract class Operation implements AutoCloseable {
     private final int mostInput;
     // What follows is for whoever has the session's turn.
     private Stage stage = Stage.NEW;
+    /** Where the module has the mechanism's parameter; null until it begins, and when it is restored. */
+    private HeldParameter parameter;
     /** Whether it was given a part, so that it cannot end in one. */
     private boolean fed;
     /** The bytes that the token was given, and how many of them have not come out yet. */
@@ -132,7 +134,12 @@ abstract class Operation implements AutoCloseable {
                 self.beginIfNew();
                 self.stage = Stage.FAILED;
                 T result = step.take(operation, input, off, len);
-                self.stage = next;
+                if (next == Stage.ENDED) {
+                    self.takeBack();
+                    self.end();
+                } else {
+                    self.stage = next;
+                }
                 return result;
             } catch (RuntimeException | Error e) {
                 self.giveUpAfter(e);
@@ -154,6 +161,7 @@ abstract class Operation implements AutoCloseable {
                 }
                 if (restored) {
                     requireAlone();
+                    session.run(kind, this);
                     fed = true;
                     stage = Stage.STARTED;
                 } else {
@@ -247,13 +255,12 @@ abstract class Operation implements AutoCloseable {
         }
     }
 
-    /** Takes the place of this kind of operation in the session, which must be free. */
+    /** The place of this kind of operation in the session must be free. */
     private void requireAlone() {
         Operation other = session.running(kind);
         if (other != null && other != this && !other.isGone()) {
             throw new IllegalStateException(other + " is neither finished nor closed");
         }
-        session.run(kind, this);
     }
 
     /** Whether nothing is left of it in the token. What could not be taken away when it failed is taken away now. */
@@ -269,24 +276,35 @@ abstract class Operation implements AutoCloseable {
             return;
         }
         requireAlone();
+        parameter = session.parameter(kind);
+        ByteBuffer laid = parameter.lay(mechanism);
+        session.run(kind, this);
         stage = Stage.FAILED;
-        int answer;
-        try (Parameter parameter = Parameter.of(mechanism)) {
-            long module = session.module().id();
-            int index = kind.init().index();
-            answer = kind == OperationKind.DIGEST
-                    ? NativeFunctions.init(module, index, session.handle(), mechanism.type(), parameter.bytes())
-                    : NativeFunctions.keyedInit(module, index, session.handle(), mechanism.type(), parameter.bytes(),
-                            key);
-            if (answer == CKR.OK) {
-                parameter.takeBack();
-            }
-        }
+        long module = session.module().id();
+        int index = kind.init().index();
+        int answer = kind == OperationKind.DIGEST
+                ? NativeFunctions.init(module, index, session.handle(), mechanism.type(), laid)
+                : NativeFunctions.keyedInit(module, index, session.handle(), mechanism.type(), laid, key);
         if (answer != CKR.OK) {
-            stage = Stage.ENDED;
+            end();
             throw Answers.failure(kind.init(), answer);
         }
+        takeBack();
         stage = Stage.STARTED;
+    }
+
+    private void takeBack() {
+        if (parameter != null) {
+            parameter.takeBack();
+        }
+    }
+
+    /** Nothing is left of the operation in the token, which looks at the parameter no more. */
+    private void end() {
+        if (parameter != null) {
+            parameter.release();
+        }
+        stage = Stage.ENDED;
     }
 
     // ---- giving up
@@ -296,12 +314,12 @@ abstract class Operation implements AutoCloseable {
         if (stage != Stage.FAILED) {
             return;
         }
-        if (failure instanceof CryptokiException && isVerdict((CryptokiException) failure)) {
-            stage = Stage.ENDED;
-            return;
-        }
         try {
-            giveUp();
+            if (failure instanceof CryptokiException && isVerdict((CryptokiException) failure)) {
+                end();
+            } else {
+                giveUp();
+            }
         } catch (Error alsoFailed) {
             failure.addSuppressed(alsoFailed);
         }
@@ -316,7 +334,7 @@ abstract class Operation implements AutoCloseable {
         if (!isCancelled() && !hasEnded(false)) {
             hasEnded(true);
         }
-        stage = Stage.ENDED;
+        end();
     }
 
     private boolean isCancelled() {

@@ -40,6 +40,8 @@ final class SessionHandle {
      * another one, by a token that lets it, would go on with that one's data. For whoever has the turn.
      */
     private final Operation[] running = new Operation[OperationKind.COUNT];
+    /** Where their parameters lie, whoever has forgotten the operations themselves; for whoever has the turn. */
+    private final HeldParameter[] parameters = new HeldParameter[OperationKind.COUNT];
 
     private SessionHandle(TokenSlot slot, LoadedModule module) {
         this.slot = slot;
@@ -83,7 +85,10 @@ final class SessionHandle {
             } finally {
                 for (SessionHandle session : closing) {
                     session.state = end;
-                    if (end == State.CLOSED) {
+                }
+                if (end == State.CLOSED) {
+                    for (SessionHandle session : all) {
+                        session.releaseParameters();
                         module.remove(session);
                     }
                 }
@@ -111,17 +116,34 @@ final class SessionHandle {
             inside++;
             try {
                 if (module.lets() && become(State.OPEN, State.CLOSED)) {
+                    int answer = CKR.GENERAL_ERROR;
                     try {
-                        Answers.require(Function.CLOSE_SESSION,
-                                NativeFunctions.number(module.id(), Function.CLOSE_SESSION.index(), handle));
+                        answer = NativeFunctions.number(module.id(), Function.CLOSE_SESSION.index(), handle);
+                        Answers.require(Function.CLOSE_SESSION, answer);
                     } finally {
-                        module.remove(this);
+                        leave(answer);
                     }
                 }
             } finally {
                 inside--;
             }
         }
+    }
+
+    /**
+     * Is forgotten by the module's list, unless the module has refused to close the session: it may have a parameter then
+     * that it looks at once more, until it is finalised.
+     */
+    private void leave(int answer) {
+        if (answer == CKR.OK || answer == CKR.SESSION_HANDLE_INVALID || answer == CKR.SESSION_CLOSED) {
+            releaseParameters();
+        }
+        for (HeldParameter parameter : parameters) {
+            if (parameter != null && parameter.isHeld()) {
+                return;
+            }
+        }
+        module.remove(this);
     }
 
     /** Calls the module with the session, which must be open. */
@@ -158,6 +180,25 @@ final class SessionHandle {
     /** For whoever has the turn. */
     void run(OperationKind kind, Operation operation) {
         running[kind.ordinal()] = operation;
+    }
+
+    /** Where the parameter of this kind of operation lies; for whoever has the turn. */
+    HeldParameter parameter(OperationKind kind) {
+        HeldParameter parameter = parameters[kind.ordinal()];
+        if (parameter == null) {
+            parameter = new HeldParameter();
+            parameters[kind.ordinal()] = parameter;
+        }
+        return parameter;
+    }
+
+    /** Wipes the parameters that operations have left when the session ended in the module, and nobody is inside. */
+    void releaseParameters() {
+        for (HeldParameter parameter : parameters) {
+            if (parameter != null) {
+                parameter.release();
+            }
+        }
     }
 
     TokenSlot slot() {

@@ -230,13 +230,14 @@ void addBytes(Made& made) {
 void addMechanisms(Made& made) {
   for (const std::string& function : functionsOf("init")) {
     made.add(function, kSessionTold + kMechanismTold, [](Arguments& a) {
-      return NATIVE(init)(a.jni, nullptr, a.module, a.index, kSession, kMechanism, a.bytes("parameter", aParameter(a)));
+      return NATIVE(init)(a.jni, nullptr, a.module, a.index, kSession, kMechanism,
+                          a.directBuffer("parameter", aParameter(a)));
     });
   }
   for (const std::string& function : functionsOf("keyedInit")) {
     made.add(function, kSessionTold + kMechanismTold + kObjectTold, [](Arguments& a) {
       return NATIVE(keyedInit)(a.jni, nullptr, a.module, a.index, kSession, kMechanism,
-                               a.bytes("parameter", aParameter(a)), kObject);
+                               a.directBuffer("parameter", aParameter(a)), kObject);
     });
   }
 }

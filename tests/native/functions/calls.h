@@ -4,6 +4,8 @@
 
 #include "functions_test.h"
 
+#include <set>
+
 namespace functions {
 
 // All 64 bits count.
@@ -44,8 +46,10 @@ public:
     return kept(name, env.longs(name, contents));
   }
   jobject directBuffer(const std::string& name, const std::string& contents) {
+    direct_.insert(name);
     return kept(name, env.directBuffer(name, contents));
   }
+  bool isDirect(const std::string& name) const { return direct_.count(name) != 0; }
   /// What the arrays and buffers hold, one a line: `in "xx secret"`.
   std::string contents() const {
     std::string text;
@@ -90,6 +94,7 @@ private:
 
   const std::size_t times_;
   std::vector<Kept> objects_;
+  std::set<std::string> direct_;
 };
 
 struct Call {

@@ -171,14 +171,13 @@ TEST_P(FunctionsCallTest, LetsNoExceptionOfTheModuleOut) {
 
 // Nothing is looked up, made, thrown or pinned.
 TEST_P(FunctionsCallTest, AsksTheJvmForEachArgumentOnce) {
-  const bool isDirect = GetParam().native.find("Direct") != std::string::npos;
   Arguments given = arguments();
   env.clear();
   GetParam().make(given);
   std::multiset<std::string> expected;
   for (const std::string& name : given.names()) {
     const bool isLongs = GetParam().changed.rfind(name + " [", 0) == 0;
-    if (isDirect && name != "other") {
+    if (given.isDirect(name)) {
       expected.insert({"GetDirectBufferAddress " + name, "GetDirectBufferCapacity " + name});
     } else if (GetParam().changed.rfind(name + " ", 0) == 0) {
       expected.insert({"GetArrayLength " + name, (isLongs ? "SetLongArrayRegion " : "SetByteArrayRegion ") + name});

@@ -18,6 +18,7 @@ std::string numbers(const std::vector<std::uint64_t>& values) {
 struct Malformed {
   std::string why;
   std::string bytes;
+  bool isWholeAtItsBeginning = false;
 };
 
 void PrintTo(const Malformed& malformed, std::ostream* out) {
@@ -39,8 +40,8 @@ std::vector<Malformed> malformed() {
       {"SizeBeyond", made({32, 24, 0, 0}, block24, {})},
       {"SizeFarBeyond", made({INT_MAX, 24, 0, 0}, block24, {})},
       {"SizeFarBeyondAligned", made({INT_MAX - 7, 24, 0, 0}, block24, {})},
-      {"SizeWithin", made({16, 16, 0, 0}, block24, {})},
-      {"SizeTakesThePlaces", made({28, 24, 0, 0}, block24 + "xxxx", {0})},
+      {"SizeWithin", made({16, 16, 0, 0}, block24, {}), true},
+      {"SizeTakesThePlaces", made({28, 24, 0, 0}, block24 + "xxxx", {0}), true},
       {"NothingOfTheBlock", made({24, 24, 0, 0}, "", {})},
       {"NegativeLength", made({24, -1, 0, 0}, block24, {})},
       {"SmallestLength", made({24, INT_MIN, 0, 0}, block24, {})},
@@ -49,12 +50,12 @@ std::vector<Malformed> malformed() {
       {"NegativePointers", made({24, 24, -1, 0}, block24, {})},
       {"SmallestPointers", made({24, 24, INT_MIN, 0}, block24, {})},
       {"PointersThatAreNotThere", made({24, 24, 1, 0}, block24, {})},
-      {"ALostPointer", made({24, 24, 0, 0}, pointing, {0})},
+      {"ALostPointer", made({24, 24, 0, 0}, pointing, {0}), true},
       {"HalfAPointer", made({24, 24, 1, 0}, pointing, {0}).substr(0, 42)},
       {"PointersThatWrapToNone", made({24, 24, 0x40000000, 0}, block24, {})},
       {"MorePointersThanPlaces", made({24, 24, INT_MAX, 0}, pointing, {0})},
-      {"TrailingByte", made({24, 24, 0, 0}, block24, {}) + "x"},
-      {"TrailingWord", made({24, 24, 1, 0}, pointing, {0, 0})},
+      {"TrailingByte", made({24, 24, 0, 0}, block24, {}) + "x", true},
+      {"TrailingWord", made({24, 24, 1, 0}, pointing, {0, 0}), true},
       {"SameTwice", made({24, 24, 2, 0}, pointing, {0, 0})},
       {"PlaceInBetween", made({24, 24, 1, 0}, numbers({0, 0, 0}), {4})},
       {"OverlapByHalf", made({24, 24, 2, 0}, pointing, {0, 4})},
@@ -89,8 +90,6 @@ TEST_P(FunctionsMalformedTest, ReachesNoModule) {
   const jlongArray place = env.longs("place", {7, 7});
   std::vector<jint> answers = {
       NATIVE(initialize)(jni, nullptr, id, bad()),
-      NATIVE(init)(jni, nullptr, id, 0, kSession, kMechanism, bad()),
-      NATIVE(keyedInit)(jni, nullptr, id, 0, kSession, kMechanism, bad(), kObject),
       NATIVE(create)(jni, nullptr, id, kSession, bad(), place),
       NATIVE(copy)(jni, nullptr, id, kSession, kObject, bad(), place),
       NATIVE(attributes)(jni, nullptr, id, 0, kSession, kObject, bad()),
@@ -108,6 +107,12 @@ TEST_P(FunctionsMalformedTest, ReachesNoModule) {
       NATIVE(deriveKey)(jni, nullptr, id, kSession, kMechanism, bad(), kObject, good(), place),
       NATIVE(deriveKey)(jni, nullptr, id, kSession, kMechanism, good(), kObject, bad(), place),
   };
+  // There may be anything behind a structure in a direct buffer.
+  if (!GetParam().isWholeAtItsBeginning) {
+    const auto held = [this] { return env.directBuffer("bad", GetParam().bytes); };
+    answers.push_back(NATIVE(init)(jni, nullptr, id, 0, kSession, kMechanism, held()));
+    answers.push_back(NATIVE(keyedInit)(jni, nullptr, id, 0, kSession, kMechanism, held(), kObject));
+  }
   for (std::size_t i = 0; i < answers.size(); ++i) {
     EXPECT_EQ(answers[i], jint(CKR_ARGUMENTS_BAD)) << "call " << i;
   }
@@ -117,15 +122,22 @@ TEST_P(FunctionsMalformedTest, ReachesNoModule) {
 
 class FunctionsStructuresTest : public FunctionsTest {
 protected:
-  jint keyedInit(jbyteArray parameter) {
-    return NATIVE(keyedInit)(jni, nullptr, puppetModule(), indexOf("C_EncryptInit"), kSession, kMechanism, parameter,
+  jint derive(jbyteArray parameter) {
+    return NATIVE(deriveKey)(jni, nullptr, puppetModule(), kSession, kMechanism, parameter, kObject, nullptr,
+                             env.longs("key", {7}));
+  }
+  jint keyedInit(jobject held) {
+    return NATIVE(keyedInit)(jni, nullptr, puppetModule(), indexOf("C_EncryptInit"), kSession, kMechanism, held,
                              kObject);
   }
   jint attributes(const char* function, jbyteArray attributes) {
     return NATIVE(attributes)(jni, nullptr, puppetModule(), indexOf(function), kSession, kObject, attributes);
   }
-  /// Has C_EncryptInit do something with its mechanism.
+  /// Has C_DeriveKey and C_EncryptInit do something with their mechanism.
   static void parameterIs(std::function<CK_RV(const CK_MECHANISM&)> use) {
+    puppet::Entry<& puppet::FunctionList::C_DeriveKey>::behaviour =
+        [use](CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE, CK_ATTRIBUTE_PTR, CK_ULONG,
+              CK_OBJECT_HANDLE_PTR) { return use(*pMechanism); };
     puppet::Entry<& puppet::FunctionList::C_EncryptInit>::behaviour =
         [use](CK_SESSION_HANDLE, CK_MECHANISM_PTR pMechanism, CK_OBJECT_HANDLE) { return use(*pMechanism); };
   }
@@ -247,7 +259,8 @@ TEST_F(FunctionsStructuresTest, AnEmptyParameterIsNotNull) {
     EXPECT_EQ(mechanism.ulParameterLen, 0U);
     return CKR_OK;
   });
-  EXPECT_EQ(keyedInit(env.bytes(StructureBytes(0).bytes())), 0);
+  EXPECT_EQ(derive(env.bytes(StructureBytes(0).bytes())), 0);
+  EXPECT_EQ(keyedInit(env.directBuffer("held", StructureBytes(0).bytes())), 0);
 }
 
 struct Inner {
@@ -295,7 +308,7 @@ TEST_F(FunctionsStructuresTest, PointersLeadAsDeepAsTheyAreLaid) {
   parameterIs(walkAndWrite);
   NestedParameter nested;
   const jbyteArray parameter = env.bytes("parameter", nested.structure.bytes());
-  EXPECT_EQ(keyedInit(parameter), 0);
+  EXPECT_EQ(derive(parameter), 0);
   EXPECT_EQ(env.bytesOf(parameter), nested.structure.bytes()) << "it was not to come back";
 }
 
@@ -308,7 +321,7 @@ TEST_F(FunctionsStructuresTest, WhatAModuleWroteComesBackWithOffsetsForPointers)
   expected.replace(StructureBytes::kHead + nested.text, 6, "NESTED");
   expected.replace(StructureBytes::kHead + nested.inner + offsetof(Inner, ulMade), 8, numbers({0xA000000000000007}));
   const jbyteArray parameter = env.bytes("parameter", nested.structure.bytes());
-  EXPECT_EQ(keyedInit(parameter), 0);
+  EXPECT_EQ(derive(parameter), 0);
   EXPECT_EQ(env.bytesOf(parameter), expected);
 }
 
@@ -322,7 +335,7 @@ TEST_F(FunctionsStructuresTest, LargeStructuresComeBackToo) {
   structure.comesBack();
   const std::size_t iv = structure.point(offsetof(Outer, pIv), std::string(100000, '-'));
   const jbyteArray parameter = env.bytes("parameter", structure.bytes());
-  EXPECT_EQ(keyedInit(parameter), 0);
+  EXPECT_EQ(derive(parameter), 0);
   EXPECT_EQ(StructureBytes::block(env.bytesOf(parameter), iv, 100000), std::string(100000, 'V'));
   EXPECT_EQ(StructureBytes::number(env.bytesOf(parameter), offsetof(Outer, pIv)), iv);
 }
@@ -338,7 +351,7 @@ TEST_F(FunctionsStructuresTest, APointerToTheEndOfTheBlockIsOne) {
     return CKR_OK;
   });
   const jbyteArray parameter = env.bytes("parameter", structure.bytes());
-  EXPECT_EQ(keyedInit(parameter), 0);
+  EXPECT_EQ(derive(parameter), 0);
   EXPECT_EQ(env.bytesOf(parameter), structure.bytes());
 }
 
@@ -351,9 +364,81 @@ TEST_F(FunctionsStructuresTest, AParameterOfACallThatFailsComesBackToo) {
   NestedParameter nested;
   nested.structure.comesBack();
   const jbyteArray parameter = env.bytes("parameter", nested.structure.bytes());
-  EXPECT_EQ(keyedInit(parameter), jint(CKR_DEVICE_ERROR));
+  EXPECT_EQ(derive(parameter), jint(CKR_DEVICE_ERROR));
   EXPECT_EQ(StructureBytes::block(env.bytesOf(parameter), nested.iv, 12), "generated IV");
   EXPECT_EQ(StructureBytes::number(env.bytesOf(parameter), offsetof(Outer, pIv)), nested.iv);
+}
+
+// --- Parameters of operations ----------------------------------------------------------------------------------------
+
+TEST_F(FunctionsStructuresTest, AParameterThatIsHeldLiesWhereJavaHasIt) {
+  NestedParameter nested;
+  const jobject held = env.directBuffer("held", nested.structure.bytes());
+  const auto* const address = static_cast<const char*>(jni->GetDirectBufferAddress(held));
+  const void* given = nullptr;
+  parameterIs([&given](const CK_MECHANISM& mechanism) {
+    given = mechanism.pParameter;
+    return walkAndWrite(mechanism);
+  });
+  EXPECT_EQ(keyedInit(held), 0);
+  EXPECT_EQ(given, address + StructureBytes::kHead);
+}
+
+// Long after the call, too: nothing is moved, wiped or turned back.
+TEST_F(FunctionsStructuresTest, AParameterThatIsHeldStaysAsItIs) {
+  for (const CK_RV Rv : {CKR_OK, CKR_DEVICE_ERROR}) {
+    NestedParameter nested;
+    CK_MECHANISM kept = {};
+    parameterIs([&kept, Rv](const CK_MECHANISM& mechanism) {
+      kept = mechanism;
+      return Rv;
+    });
+    const jobject held = env.directBuffer("held", nested.structure.bytes());
+    EXPECT_EQ(keyedInit(held), jint(Rv));
+    EXPECT_EQ(walkAndWrite(kept), CKR_OK);
+    EXPECT_EQ(StructureBytes::block(env.bytesOf(held), nested.iv, 12), "generated IV");
+    EXPECT_EQ(StructureBytes::block(env.bytesOf(held), nested.text, 11), "NESTED text");
+  }
+}
+
+TEST_F(FunctionsStructuresTest, TheMemoryOfAParameterThatIsHeldMayBeLarger) {
+  parameterIs(walkAndWrite);
+  const std::string rest(1000, '-');
+  const jobject held = env.directBuffer("held", NestedParameter().structure.bytes() + rest);
+  EXPECT_EQ(keyedInit(held), 0);
+  EXPECT_EQ(env.bytesOf(held).substr(env.bytesOf(held).size() - rest.size()), rest);
+}
+
+// Offsets that have become addresses are none any more.
+TEST_F(FunctionsStructuresTest, AParameterThatIsHeldIsGoodForOneCall) {
+  parameterIs([](const CK_MECHANISM&) { return CKR_OK; });
+  const jobject held = env.directBuffer("held", NestedParameter().structure.bytes());
+  EXPECT_EQ(keyedInit(held), 0);
+  EXPECT_EQ(keyedInit(held), jint(CKR_ARGUMENTS_BAD));
+  EXPECT_EQ(takeOnlyCall(), "C_EncryptInit");
+}
+
+TEST_F(FunctionsStructuresTest, AParameterThatIsHeldIsAligned) {
+  const jlong id = puppetModule();
+  const std::string bytes = plainBytes("a parameter of 24 bytes.");
+  alignas(std::max_align_t) static char memory[128] = {};
+  static char* address = nullptr;
+  JNINativeInterface_ table = {};
+  table.GetDirectBufferAddress = [](JNIEnv*, jobject) -> void* { return address; };
+  table.GetDirectBufferCapacity = [](JNIEnv*, jobject) -> jlong { return 64; };
+  JNIEnv_ elsewhere = {&table};
+  for (std::size_t off = 0; off < 16; ++off) {
+    address = memory + off;
+    std::memcpy(address, bytes.data(), bytes.size());
+    EXPECT_EQ(NATIVE(init)(&elsewhere, nullptr, id, 0, kSession, kMechanism, env.bytes("any buffer")),
+              off == 0 ? 0 : jint(CKR_ARGUMENTS_BAD))
+        << off;
+  }
+}
+
+TEST_F(FunctionsStructuresTest, AParameterThatIsHeldIsInADirectBuffer) {
+  EXPECT_EQ(keyedInit(env.bytes("array", plainBytes("parameter"))), jint(CKR_ARGUMENTS_BAD));
+  EXPECT_EQ(takeTold().size(), 0U);
 }
 
 // --- What comes back of templates ------------------------------------------------------------------------------------

@@ -83,9 +83,7 @@ public:
               length);
     EXPECT_EQ(env_.bytesOf(buffer), expected);
 
-    StructureBytes parameter(8);
-    parameter.comesBack();
-    const jbyteArray jParameter = env_.bytes("", parameter.bytes());
+    const jobject jParameter = env_.directBuffer("", StructureBytes(8).bytes());
     EXPECT_EQ(NATIVE(keyedInit)(jni(), nullptr, module_, signInit_, session_, 1, jParameter, 1), 0);
     EXPECT_EQ(StructureBytes::number(env_.bytesOf(jParameter), 0), static_cast<std::uint64_t>(session_));
 

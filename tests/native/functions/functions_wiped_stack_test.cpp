@@ -104,7 +104,6 @@ CK_FUNCTION_LIST& silentFunctions() {
     CK_ULONG outLength = 0;
     return writes(out, &outLength);
   };
-  list.C_EncryptInit = [](CK_SESSION_HANDLE, CK_MECHANISM_PTR, CK_OBJECT_HANDLE) -> CK_RV { return CKR_OK; };
   list.C_CreateObject = [](CK_SESSION_HANDLE, CK_ATTRIBUTE_PTR, CK_ULONG, CK_OBJECT_HANDLE_PTR) -> CK_RV {
     return CKR_OK;
   };
@@ -197,7 +196,6 @@ TEST_F(FunctionsWipedStackTest, NoCallLeavesOne) {
   const jint kDecrypt = index("C_Decrypt");
   const jint kEncrypt = index("C_Encrypt");
   const jint kDecryptFinal = index("C_DecryptFinal");
-  const jint kEncryptInit = index("C_EncryptInit");
   const jint kGetAttributeValue = index("C_GetAttributeValue");
   const Row rows[] = {
       {"login",
@@ -254,11 +252,6 @@ TEST_F(FunctionsWipedStackTest, NoCallLeavesOne) {
        [&] {
          NATIVE(fill)
          (e, nullptr, id, 0, 1, out, 0, 40);
-       }},
-      {"keyedInit",
-       [&] {
-         NATIVE(keyedInit)
-         (e, nullptr, id, kEncryptInit, 1, 1, parameter, 1);
        }},
       {"create",
        [&] {

@@ -1,10 +1,12 @@
 /// What the loader of a module looks up. Odd modules are this file compiled with one of
-///   HARLUNE_LIST_FAILS   C_GetFunctionList fails, and leaves a list behind that nobody may use
-///   HARLUNE_LIST_NULL    C_GetFunctionList answers CKR_OK with a null list
-///   HARLUNE_LIST_EMPTY   every entry of the list is null
+///   HARLUNE_LIST_FAILS         C_GetFunctionList fails, and leaves a list behind that nobody may use
+///   HARLUNE_LIST_NULL          C_GetFunctionList answers CKR_OK with a null list
+///   HARLUNE_LIST_EMPTY         every entry of the list is null
+///   HARLUNE_KEEPS_PARAMETERS   the entries are those of keeping_entries.cpp
 /// or without this file, for a module that has no C_GetFunctionList.
 #include "call.h"
 #include "entries.h"
+#include "keeping_entries.h"
 
 namespace {
 
@@ -23,6 +25,9 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetFunctionList(CK_FUN
 #include "functions.inc"
 #undef X
   list.C_GetFunctionList = C_GetFunctionList;
+#ifdef HARLUNE_KEEPS_PARAMETERS
+  scripted::keepParameters(list);
+#endif
 #endif
   scripted::Call call("C_GetFunctionList");
   const CK_RV Rv = call.script.rv.value_or(CKR_OK);

@@ -27,7 +27,10 @@ import java.nio.ByteBuffer;
  * comes back does so then, too.
  *
  * <p><strong>Structures</strong> (templates, mechanism parameters, initialisation arguments) are bytes that {@link
- * Structure} lays out.
+ * Structure} lays out. The parameter of an operation lies at the beginning of a direct buffer that {@link
+ * ByteBuffer#allocateDirect} has made: a module may read and write it there until the operation has ended, so it is neither
+ * copied nor wiped, and the caller keeps the buffer until then, with nothing else in it. What the module has written is
+ * to be had with {@link Structure#takeBack}; the offsets in the buffer are addresses from the call on.
  *
  * <p>Numbers, handles, slots and mechanisms are {@code CK_ULONG}s: all 64 bits, without a sign.
  *
@@ -420,10 +423,10 @@ public final class NativeFunctions {
      * @param function {@code C_DigestInit}
      * @param session the session
      * @param mechanism the mechanism type
-     * @param parameter the parameter as a {@link Structure}, or null
+     * @param parameter the parameter as a {@link Structure} in a direct buffer that is kept, or null
      * @return the answer
      */
-    public static native int init(long module, int function, long session, long mechanism, byte[] parameter);
+    public static native int init(long module, int function, long session, long mechanism, ByteBuffer parameter);
 
     /**
      * Functions that begin an operation with a key.
@@ -433,11 +436,11 @@ public final class NativeFunctions {
      *        C_VerifyInit} or {@code C_VerifyRecoverInit}
      * @param session the session
      * @param mechanism the mechanism type
-     * @param parameter the parameter as a {@link Structure}, or null
+     * @param parameter the parameter as a {@link Structure} in a direct buffer that is kept, or null
      * @param key the key
      * @return the answer
      */
-    public static native int keyedInit(long module, int function, long session, long mechanism, byte[] parameter,
+    public static native int keyedInit(long module, int function, long session, long mechanism, ByteBuffer parameter,
             long key);
 
     // --- Functions by their shapes: functions_objects.cpp

@@ -7,8 +7,8 @@ import java.util.Objects;
 
 /**
  * A C structure as {@link NativeFunctions} takes it: one block of memory that holds the structure, the blocks it points
- * to and what those point to, with the places of all pointers. Native code copies the block and turns the pointers,
- * which are offsets here, into addresses. Numbers are little-endian.
+ * to and what those point to, with the places of all pointers. Native code copies the block, unless it lies in a direct
+ * buffer, and turns the pointers, which are offsets here, into addresses. Numbers are little-endian.
  *
  * <p>The bytes for native code ({@link #bytes()}) are a head of four {@code int}s (the size of the block, the length of
  * the structure at its beginning, the number of pointers, and 1 if the block comes back, else 0), the block, and the
@@ -217,16 +217,52 @@ public final class Structure {
      */
     public byte[] bytes() {
         if (bytes == null) {
-            ByteBuffer made = ByteBuffer.allocate(HEAD + size + Integer.BYTES * pointerCount)
-                    .order(ByteOrder.LITTLE_ENDIAN);
-            made.putInt(size).putInt(length).putInt(pointerCount).putInt(comesBack ? 1 : 0);
-            made.put(block.array(), 0, size);
-            for (int i = 0; i < pointerCount; i++) {
-                made.putInt(pointers[i]);
-            }
-            bytes = made.array();
+            byte[] made = new byte[size()];
+            lay(ByteBuffer.wrap(made));
+            bytes = made;
         }
         return bytes;
+    }
+
+    /**
+     * Tells how many bytes native code is given.
+     *
+     * @return the size of the head, the block and the places
+     */
+    public int size() {
+        return HEAD + size + Integer.BYTES * pointerCount;
+    }
+
+    /**
+     * Lays the bytes for native code into memory from its first byte on. In a direct buffer native code makes addresses
+     * of the pointers, so that the bytes are good for one call.
+     *
+     * @param memory the memory; its position and its limit do not matter and stay
+     * @throws java.nio.BufferOverflowException when the memory is smaller than {@link #size()}
+     */
+    public void lay(ByteBuffer memory) {
+        ByteBuffer to = memory.duplicate().clear().order(ByteOrder.LITTLE_ENDIAN);
+        to.putInt(size).putInt(length).putInt(pointerCount).putInt(comesBack ? 1 : 0);
+        to.put(block.array(), 0, size);
+        for (int i = 0; i < pointerCount; i++) {
+            to.putInt(pointers[i]);
+        }
+    }
+
+    /**
+     * Takes over what a module has written into memory where the structure was laid. Pointers are what they were: no
+     * address is believed. A structure that does not come back stays as it is.
+     *
+     * @param memory the memory
+     */
+    public void takeBack(ByteBuffer memory) {
+        if (comesBack) {
+            memory.duplicate().clear().position(HEAD).get(bytes(), HEAD, size);
+            ByteBuffer taken = ByteBuffer.wrap(bytes).order(ByteOrder.LITTLE_ENDIAN);
+            for (int i = 0; i < pointerCount; i++) {
+                taken.putLong(HEAD + pointers[i], block.getLong(pointers[i]));
+            }
+        }
     }
 
     /**

@@ -31,7 +31,7 @@ public interface MechanismParams {
 
     /**
      * Takes over what a module has written into the structure. {@link velnor.Session} does it after every call that
-     * went well.
+     * went well, and for an operation when it has begun and when it has come to its end.
      *
      * @param structure what {@link #structure()} gave, after native code has copied it back
      * @throws IndexOutOfBoundsException when it is the structure of another parameter

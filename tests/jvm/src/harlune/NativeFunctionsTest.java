@@ -282,12 +282,13 @@ class NativeFunctionsTest {
             String labelled) {
         calls.put("init", new Call(() -> {
             ScriptedModule.answer("C_DigestInit CKR_DEVICE_ERROR");
-            assertEquals(Ck.CKR_DEVICE_ERROR, NativeFunctions.init(module, 0, SESSION, MECHANISM, parameter()));
+            assertEquals(Ck.CKR_DEVICE_ERROR, NativeFunctions.init(module, 0, SESSION, MECHANISM,
+                    direct(parameter())));
         }, "C_DigestInit" + session + mechanism + " -> CKR_DEVICE_ERROR"));
         calls.put("keyedInit", new Call(() -> {
             ScriptedModule.answer("C_SignInit CKR_DEVICE_ERROR");
             assertEquals(Ck.CKR_DEVICE_ERROR, NativeFunctions.keyedInit(module, Function.SIGN_INIT.index(), SESSION,
-                    MECHANISM, parameter(), OBJECT));
+                    MECHANISM, direct(parameter()), OBJECT));
         }, "C_SignInit" + session + mechanism + " key" + object + " -> CKR_DEVICE_ERROR"));
         calls.put("create", new Call(() -> {
             long[] handle = new long[1];

@@ -32,14 +32,6 @@ final class OpenToken implements AutoCloseable {
         return slot;
     }
 
-    /**
-     * Whether the module reads a mechanism's parameter again after the operation was started, where the caller had it;
-     * by then it is gone, and the module may end the process. This is tpm2-pkcs11, whoever passes the parameter on.
-     */
-    boolean keepsParameters() {
-        return slot.tokenInfo().model().endsWith("TPM");
-    }
-
     @Override
     public void close() {
         cryptoki.close();

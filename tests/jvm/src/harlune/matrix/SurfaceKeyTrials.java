@@ -13,6 +13,8 @@ import java.security.Signature;
 import java.security.spec.AlgorithmParameterSpec;
 import java.security.spec.MGF1ParameterSpec;
 import java.security.spec.PSSParameterSpec;
+import java.util.ArrayList;
+import java.util.List;
 
 import javax.crypto.Cipher;
 import javax.crypto.KeyAgreement;
@@ -25,6 +27,8 @@ import velnor.CKK;
 import velnor.CKM;
 import velnor.CKO;
 import velnor.Mechanism;
+import velnor.Session;
+import velnor.Signer;
 import velnor.TokenObject;
 import velnor.params.ECDH1DeriveParams;
 import velnor.params.PSSParams;
@@ -48,12 +52,9 @@ final class SurfaceKeyTrials extends SurfaceTrials {
         trial(HMAC, "SHA256_HMAC verifies", this::macVerified);
         trial(PSS, "SHA256_RSA_PKCS_PSS signs", () -> pssSigned(CKM.SHA256_RSA_PKCS_PSS, MESSAGE));
         trial(PSS, "SHA256_RSA_PKCS_PSS verifies", () -> pssVerified(CKM.SHA256_RSA_PKCS_PSS, MESSAGE));
-        if (token.keepsParameters()) {
-            outcomes.put(PSS, "RSA_PKCS_PSS signs", "ends the process");
-        } else {
-            trial(PSS, "RSA_PKCS_PSS signs", () -> pssSigned(CKM.RSA_PKCS_PSS, digest()));
-            trial(PSS, "RSA_PKCS_PSS verifies", () -> pssVerified(CKM.RSA_PKCS_PSS, digest()));
-        }
+        trial(PSS, "RSA_PKCS_PSS signs", () -> pssSigned(CKM.RSA_PKCS_PSS, digest()));
+        trial(PSS, "RSA_PKCS_PSS signs again and beside another", this::pssSignedAgain);
+        trial(PSS, "RSA_PKCS_PSS verifies", () -> pssVerified(CKM.RSA_PKCS_PSS, digest()));
         trial(EDDSA, "Ed25519", this::edwards);
         trial(ECDH, "P-256", this::agreed);
         trial(AES_KEY_WRAP, "AES_KEY_WRAP wraps", this::wrappedByAes);
@@ -105,6 +106,25 @@ final class SurfaceKeyTrials extends SurfaceTrials {
 
     private static Mechanism pss(int type) {
         return new Mechanism(type, PSSParams.of("SHA-256"));
+    }
+
+    /** A module that keeps the address of the parameter (tpm2-pkcs11 does) must not find another one's there. */
+    private void pssSignedAgain() throws GeneralSecurityException {
+        SurfacePair pair = SurfacePair.rsa(session);
+        Mechanism mechanism = pss(CKM.RSA_PKCS_PSS);
+        byte[] digest = digest();
+        List<byte[]> signatures = new ArrayList<>();
+        for (int i = 0; i < 3; i++) {
+            signatures.add(call(() -> session.sign(mechanism, pair.privateKey(), digest)));
+        }
+        try (Session second = session.slot().openSession(); Signer signer = second.signer(mechanism, pair.privateKey())) {
+            call(signer::start);
+            signatures.add(call(() -> session.sign(pss(CKM.SHA256_RSA_PKCS_PSS), pair.privateKey(), MESSAGE)));
+            signatures.add(call(() -> signer.sign(digest)));
+        }
+        for (byte[] signature : signatures) {
+            assertTrue(accepts("RSASSA-PSS", PSS_SHA256, pair.jdkPublicKey(), signature), "the JDK refuses it");
+        }
     }
 
     private byte[] pssSigned(int type, byte[] input) throws GeneralSecurityException {
