@@ -73,21 +73,10 @@ class NssTest extends TokenCommands {
         }
     }
 
-    /** The text of the environment goes with the module of the environment alone. */
-    @Test
-    void theReservedTextIsForTheModuleThatWantsIt() throws Exception {
-        String text = Tokens.RESERVED == null ? "" : Tokens.RESERVED;
-        Velnor.of("info", "--module", Tokens.MODULE, "--reserved", text).run().assertStatus(0);
-        Velnor.of("info", "--module", "/usr/lib/softhsm/libsofthsm2.so").set("HARLUNE_RESERVED", "any").run()
-                .assertStatus(0);
-        Velnor.of("info", "--module", "/usr/lib/softhsm/libsofthsm2.so", "--reserved", "any").run().assertRefused(6,
-                "J_Initialize: ARGUMENTS BAD (CKR_ARGUMENTS_BAD, 0x7)");
-    }
-
     @Test
     void aTokenWithoutALoginIsNotLoggedInTo() throws Exception {
-        byte[] made = withText(Velnor.of("digest", file("data", LONG), "--format", "raw", "--token",
-                Tokens.OTHER_LABEL)).module(Tokens.MODULE).pin("nonsense").run().assertStatus(0).out();
+        byte[] made = Velnor.of("digest", file("data", LONG), "--format", "raw", "--token", Tokens.OTHER_LABEL)
+                .module(Tokens.MODULE).pin("nonsense").run().assertStatus(0).out();
         assertArrayEquals(MessageDigest.getInstance("SHA-256").digest(LONG), made);
     }
 }
