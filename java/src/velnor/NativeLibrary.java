@@ -23,16 +23,23 @@ import velnor.nat.NativeFunctions;
  * <p>These places are tried in turn:
  * <ol>
  * <li>the file that the system property {@code velnor.library} names; when that is set, nothing else is tried;
- * <li>the directory of {@code velnor.jar};
  * <li>the copy inside {@code velnor.jar}, which is written to a private directory below {@code java.io.tmpdir} and
  * removed as soon as it is loaded;
+ * <li>the directory of {@code velnor.jar};
  * <li>the directories of {@code java.library.path}.
  * </ol>
+ * Neither of the second and the third is used where others than this user and root may write the file, or a directory on
+ * the way to it that is not sticky.
+ *
+ * <p>Each class loader that has velnor.jar loads a copy of its own, and the state of the native methods exists once in
+ * each. A named file can be loaded by one class loader at a time.
  */
 public final class NativeLibrary {
     private static final String PROPERTY = "velnor.library";
     private static final String FILE = "libharlune.so";
     private static final String RESOURCE = "/velnor/linux-x86-64/" + FILE;
+
+    private static final String ANOTHER_DIRECTORY = ", name another directory with -Djava.io.tmpdir";
 
     private interface Place {
         void load() throws IOException;
@@ -81,8 +88,8 @@ public final class NativeLibrary {
             return Map.of("-D" + PROPERTY + "=" + named, () -> System.load(new File(named).getAbsolutePath()));
         }
         Map<String, Place> places = new LinkedHashMap<>();
-        places.put("beside velnor.jar", NativeLibrary::loadNeighbour);
         places.put("in velnor.jar", NativeLibrary::loadPacked);
+        places.put("beside velnor.jar", NativeLibrary::loadNeighbour);
         places.put("on the library path", () -> System.loadLibrary("harlune"));
         return places;
     }
@@ -93,7 +100,7 @@ public final class NativeLibrary {
         try {
             place.load();
         } catch (UnsatisfiedLinkError e) {
-            failure = e.getMessage();
+            failure = explained(e);
         } catch (IllegalCallerException e) {
             Module module = NativeLibrary.class.getModule();
             failure = e.getMessage() + "; java needs the option --enable-native-access="
@@ -102,6 +109,12 @@ public final class NativeLibrary {
             failure = e.toString();
         }
         return isLoaded() ? null : failure;
+    }
+
+    private static String explained(UnsatisfiedLinkError error) {
+        boolean elsewhere = error.getMessage().contains("already loaded in another classloader");
+        return error.getMessage() + (elsewhere ? "; each class loader needs a file of its own, as the one in velnor.jar"
+                + " makes, or all use a class loader that they share" : "");
     }
 
     private static void loadNeighbour() throws IOException {
@@ -116,10 +129,18 @@ public final class NativeLibrary {
             if (Files.notExists(file)) {
                 throw new UnsatisfiedLinkError("there is no " + file);
             }
-            System.load(file.toString());
+            loadUnlessOthersWrite(file.toRealPath(), Writers.user());
         } catch (URISyntaxException e) {
             throw new IOException(e);
         }
+    }
+
+    private static void loadUnlessOthersWrite(Path file, int user) throws IOException {
+        String others = Writers.others(file, user);
+        if (others != null) {
+            throw new UnsatisfiedLinkError(others);
+        }
+        System.load(file.toString());
     }
 
     /**
@@ -131,20 +152,28 @@ public final class NativeLibrary {
             if (packed == null) {
                 throw new UnsatisfiedLinkError("there is no " + RESOURCE);
             }
-            Path directory = Files.createTempDirectory("velnor", only("rwx------"));
+            Path directory = privateDirectory();
             Path file = directory.resolve(FILE);
             try {
                 Files.createFile(file, only("rw-------"));
                 try (OutputStream copy = Files.newOutputStream(file)) {
                     packed.transferTo(copy);
                 }
-                System.load(file.toString());
+                loadUnlessOthersWrite(file.toRealPath(), (Integer) Files.getAttribute(file, "unix:uid"));
             } catch (UnsatisfiedLinkError e) {
                 throw withAdvice(e, directory.getParent());
             } finally {
                 Files.deleteIfExists(file);
                 Files.delete(directory);
             }
+        }
+    }
+
+    private static Path privateDirectory() throws IOException {
+        try {
+            return Files.createTempDirectory("velnor", only("rwx------"));
+        } catch (IOException e) {
+            throw new UnsatisfiedLinkError("no directory can be made in java.io.tmpdir (" + e + ")" + ANOTHER_DIRECTORY);
         }
     }
 
@@ -157,7 +186,7 @@ public final class NativeLibrary {
         if (!error.getMessage().contains("failed to map segment")) {
             return error;
         }
-        return new UnsatisfiedLinkError(error.getMessage() + "; if " + directory
-                + " is mounted noexec, name another directory with -Djava.io.tmpdir");
+        return new UnsatisfiedLinkError(error.getMessage() + "; if " + directory + " is mounted noexec"
+                + ANOTHER_DIRECTORY);
     }
 }

@@ -57,7 +57,7 @@ abstract class CipherCommand extends SessionCommand {
         TokenObject key = keys.find(session, operation, login.isLoggedIn());
         Mechanism used = mechanism.mechanism(() -> operation.usualMechanism(key.attribute(CKA.KEY_TYPE).intValue()));
         try (Input in = input.open()) {
-            output.write(out -> work(session, used, key, in, out));
+            output.write(operation == Operation.DECRYPT, out -> work(session, used, key, in, out));
         }
         if (standard.json()) {
             standard.report(new Fields().with("mechanism", CKM.name(used.mechanism()))

@@ -40,7 +40,9 @@ final class InitTokenCommand extends ModuleCommand {
             throw Failure.usage("the token in slot " + TokenOptions.number(slot)
                     + " is in use; --force destroys what is on it");
         }
-        slot.initToken(inUse ? soPin.source().get() : soPin.source().getNew(), label);
+        try (Pin pin = inUse ? soPin.source().get() : soPin.source().getNew()) {
+            slot.initToken(pin.characters(), label);
+        }
         standard.report(new Fields().with("label", label).with("serial", slot.tokenInfo().serialNumber()),
                 Text::details);
         return ExitCode.OK;

@@ -22,7 +22,17 @@ final class Input implements AutoCloseable {
     Input(InputStream in, ProgressLine progress) throws IOException {
         this.in = in;
         this.progress = progress;
-        beginning = in.readNBytes(SHORT);
+        beginning = beginning(in);
+    }
+
+    private static byte[] beginning(InputStream in) throws IOException {
+        byte[] bytes = new byte[SHORT];
+        try {
+            int length = in.readNBytes(bytes, 0, SHORT);
+            return Arrays.copyOf(bytes, length);
+        } finally {
+            Arrays.fill(bytes, (byte) 0);
+        }
     }
 
     boolean isShort() {

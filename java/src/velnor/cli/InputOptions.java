@@ -1,10 +1,14 @@
 package velnor.cli;
 
+import java.io.FileDescriptor;
+import java.io.FileInputStream;
 import java.io.IOException;
 import java.io.InputStream;
+import java.nio.channels.FileChannel;
 import java.nio.file.AccessMode;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.StandardOpenOption;
 
 import picocli.CommandLine.Option;
 import picocli.CommandLine.Parameters;
@@ -33,10 +37,10 @@ final class InputOptions {
 
     Input open() throws IOException {
         if (file.equals(STDIN)) {
-            return new Input(System.in, new ProgressLine(0, progress));
+            return new Input(new ChannelInput(new FileInputStream(FileDescriptor.in).getChannel()), new ProgressLine(0, progress));
         }
         Path path = Path.of(file);
-        InputStream in = Files.newInputStream(path);
+        InputStream in = new ChannelInput(FileChannel.open(path, StandardOpenOption.READ));
         return new Input(in, new ProgressLine(Files.isRegularFile(path) ? Files.size(path) : 0, progress));
     }
 }

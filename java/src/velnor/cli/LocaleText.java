@@ -1,5 +1,7 @@
 package velnor.cli;
 
+import java.util.Arrays;
+
 import picocli.CommandLine;
 import picocli.CommandLine.Model.OptionSpec;
 
@@ -33,10 +35,24 @@ final class LocaleText {
      */
     static String requireMeant(String text, String what, String otherwise) {
         if (text != null && text.indexOf(LOST) >= 0) {
-            throw Failure.usage("this locale cannot tell the characters of " + what + "; set LC_ALL=C.UTF-8"
-                    + otherwise);
+            throw notMeant(what, otherwise);
         }
         return text;
+    }
+
+    /** Refuses a secret that is not what was meant, and wipes it. */
+    static char[] requireMeant(char[] secret, String what, String otherwise) {
+        for (char c : secret) {
+            if (c == LOST) {
+                Arrays.fill(secret, '\0');
+                throw notMeant(what, otherwise);
+            }
+        }
+        return secret;
+    }
+
+    private static Failure notMeant(String what, String otherwise) {
+        return Failure.usage("this locale cannot tell the characters of " + what + "; set LC_ALL=C.UTF-8" + otherwise);
     }
 
     private static boolean takesValue(CommandLine program, String name) {

@@ -1,7 +1,6 @@
 package velnor.cli;
 
 import java.io.IOException;
-import java.util.Optional;
 
 import picocli.CommandLine.Mixin;
 import picocli.CommandLine.Option;
@@ -18,7 +17,7 @@ final class LoginOptions {
     @Mixin
     private PinOptions pin;
 
-    private String known;
+    private Pin known;
 
     PinSource pin() {
         return pin.source();
@@ -32,16 +31,25 @@ final class LoginOptions {
         if (!login && !TokenOptions.has(session.slot(), CKF.LOGIN_REQUIRED)) {
             return;
         }
-        Optional<String> given = login || needed ? Optional.of(pin.source().get()) : pin.source().given();
-        if (given.isPresent()) {
-            known = given.get();
-            session.loginIfNeeded(known);
+        known = login || needed ? pin.source().get() : pin.source().given().orElse(null);
+        if (known != null) {
+            session.loginIfNeeded(known.characters());
         }
     }
 
     /** Logs in for one operation, with a key that asks for it each time. */
     void loginOnceMore(Session session) throws IOException {
-        session.login(UserType.CONTEXT_SPECIFIC, known != null ? known : pin.source().get());
+        if (known == null) {
+            known = pin.source().get();
+        }
+        session.login(UserType.CONTEXT_SPECIFIC, known.characters());
+    }
+
+    /** Wipes the PIN when the command is through. */
+    void forget() {
+        if (known != null) {
+            known.close();
+        }
     }
 
     boolean isLoggedIn() {

@@ -1,11 +1,17 @@
 package velnor.cli;
 
-import java.io.BufferedReader;
 import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.CharBuffer;
+import java.nio.channels.FileChannel;
 import java.nio.charset.CharacterCodingException;
+import java.nio.charset.CoderResult;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.FileSystemException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.StandardOpenOption;
+import java.util.Arrays;
 import java.util.Optional;
 
 /**
@@ -14,7 +20,7 @@ import java.util.Optional;
  * been the PIN, by mistake.
  */
 final class PinSource {
-    private static final String BYTE_ORDER_MARK = "\uFEFF";
+    private static final char BYTE_ORDER_MARK = '\uFEFF';
 
     private final String what;
     private final String option;
@@ -46,8 +52,8 @@ final class PinSource {
         }
     }
 
-    /** The PIN, if there is one without a question. */
-    Optional<String> given() throws IOException {
+    /** The PIN, if there is one without a question; whoever gets it wipes it. */
+    Optional<Pin> given() throws IOException {
         if (file != null && variable != null) {
             throw Failure.usage(option + "-file and " + option + "-env exclude each other");
         }
@@ -58,30 +64,66 @@ final class PinSource {
         if (pin == null && variable != null) {
             throw Failure.usage("the environment variable that " + option + "-env names is not set");
         }
-        return Optional.ofNullable(pin);
+        return Optional.ofNullable(pin).map(text -> new Pin(text.toCharArray()));
     }
 
     private String fromEnvironment() {
-        return requireMeant(System.getenv(variable != null ? variable : usualVariable));
+        String pin = System.getenv(variable != null ? variable : usualVariable);
+        return LocaleText.requireMeant(pin, "the " + what, otherwise());
     }
 
-    private String requireMeant(String pin) {
-        return LocaleText.requireMeant(pin, "the " + what, " or use " + option + "-file");
+    private String otherwise() {
+        return " or use " + option + "-file";
     }
 
-    private String firstLine() throws IOException {
+    private Pin firstLine() throws IOException {
         if (Files.isDirectory(file)) {
             throw unreadable("it is a directory");
         }
-        try (BufferedReader reader = Files.newBufferedReader(file)) {
-            String line = reader.readLine();
-            return line == null ? "" : line.startsWith(BYTE_ORDER_MARK) ? line.substring(1) : line;
+        ByteBuffer bytes = Buffers.make();
+        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.READ)) {
+            int end;
+            do {
+                end = lineEnd(bytes);
+                if (end < 0 && !bytes.hasRemaining()) {
+                    throw unreadable("its first line is too long for a PIN");
+                }
+            } while (end < 0 && channel.read(bytes) >= 0);
+            bytes.limit(end < 0 ? bytes.position() : end).position(0);
+            return decoded(bytes);
         } catch (CharacterCodingException e) {
             throw unreadable("it is not UTF-8");
         } catch (FileSystemException e) {
             throw unreadable(ErrorReport.reason(e));
         } catch (IOException e) {
             throw unreadable(e.getMessage());
+        } finally {
+            Buffers.wipe(bytes);
+        }
+    }
+
+    /** Where the first line ends of what was read; -1 where it does not yet. */
+    private static int lineEnd(ByteBuffer bytes) {
+        for (int i = 0; i < bytes.position(); i++) {
+            if (bytes.get(i) == '\n' || bytes.get(i) == '\r') {
+                return i;
+            }
+        }
+        return -1;
+    }
+
+    private static Pin decoded(ByteBuffer utf8) throws CharacterCodingException {
+        char[] room = new char[utf8.remaining()];
+        CharBuffer characters = CharBuffer.wrap(room);
+        try {
+            CoderResult result = StandardCharsets.UTF_8.newDecoder().decode(utf8, characters, true);
+            if (result.isError()) {
+                result.throwException();
+            }
+            int begin = characters.position() > 0 && room[0] == BYTE_ORDER_MARK ? 1 : 0;
+            return new Pin(Arrays.copyOfRange(room, begin, characters.position()));
+        } finally {
+            Arrays.fill(room, '\0');
         }
     }
 
@@ -89,31 +131,39 @@ final class PinSource {
         return Failure.io("the file that " + option + "-file names cannot be read: " + reason);
     }
 
-    /** The PIN, asked for if need be. */
-    String get() throws IOException {
-        Optional<String> given = given();
+    /** The PIN, asked for if need be; whoever gets it wipes it. */
+    Pin get() throws IOException {
+        Optional<Pin> given = given();
         return given.isPresent() ? given.get() : ask(what);
     }
 
     /** The PIN that is to be from now on: whoever types it, types it twice. */
-    String getNew() throws IOException {
-        Optional<String> given = given();
+    Pin getNew() throws IOException {
+        Optional<Pin> given = given();
         if (given.isPresent()) {
             return given.get();
         }
-        String typed = ask(what);
-        if (!typed.equals(ask(what + " once more"))) {
+        Pin typed = ask(what);
+        boolean same = false;
+        try (Pin again = ask(what + " once more")) {
+            same = typed.isSameAs(again);
+        } finally {
+            if (!same) {
+                typed.close();
+            }
+        }
+        if (!same) {
             throw Failure.usage("these were two different PINs");
         }
         return typed;
     }
 
-    private String ask(String prompt) {
-        String typed = Terminal.ask(prompt);
+    private Pin ask(String prompt) {
+        char[] typed = Terminal.ask(prompt);
         if (typed == null) {
             throw Failure.usage("the " + what + " is needed, and stdin and stdout are no terminal to ask for it: give"
                     + " it by " + option + "-file, " + option + "-env or the environment variable " + usualVariable);
         }
-        return requireMeant(typed);
+        return new Pin(LocaleText.requireMeant(typed, "the " + what, otherwise()));
     }
 }

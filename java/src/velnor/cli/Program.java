@@ -54,7 +54,10 @@ final class Program implements Runnable {
         try {
             CommandLine program = commandLine(json, stackTrace);
             LocaleText.requireMeant(program, arguments);
-            return program.execute(arguments);
+            int status = program.execute(arguments);
+            // Help and version go through a stream that does not tell by itself.
+            return System.out.checkError() && status == ExitCode.OK
+                    ? told(Failure.io("stdout could not be written"), json, stackTrace) : status;
         } catch (Failure | Error e) {
             return told(e, json, stackTrace);
         }

@@ -23,7 +23,7 @@ final class RandomCommand extends SessionCommand {
     }
 
     @Override
-    void prepare() {
+    void prepare() throws IOException {
         if (count < 1 || count > MOST) {
             throw Failure.usage("there are 1 to " + MOST + " random bytes to be had at once");
         }
@@ -32,7 +32,7 @@ final class RandomCommand extends SessionCommand {
 
     @Override
     int run(Session session) throws IOException {
-        result.give(standard, new Fields(), "random", session.random(count), ResultOptions.Format.RAW);
+        result.giveSecret(standard, new Fields(), "random", session.random(count), ResultOptions.Format.RAW);
         return ExitCode.OK;
     }
 }

@@ -2,6 +2,7 @@ package velnor.cli;
 
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
 import java.util.Base64;
 
 import picocli.CommandLine.Mixin;
@@ -62,15 +63,30 @@ final class ResultOptions {
             description = "How the result is written: ${COMPLETION-CANDIDATES}; on a terminal HEX if not given.")
     private Format format;
 
-    void prepare() {
+    void prepare() throws IOException {
         output.prepare();
     }
 
     /** Gives the result: among the fields of a JSON document in hex, otherwise as the options say. */
     void give(StandardOptions standard, Fields fields, String name, byte[] result, Format usual) throws IOException {
+        give(standard, fields, name, result, usual, false);
+    }
+
+    /** Gives a result that is for the eyes of its owner alone, and wipes it. */
+    void giveSecret(StandardOptions standard, Fields fields, String name, byte[] result, Format usual)
+            throws IOException {
+        try {
+            give(standard, fields, name, result, usual, true);
+        } finally {
+            Arrays.fill(result, (byte) 0);
+        }
+    }
+
+    private void give(StandardOptions standard, Fields fields, String name, byte[] result, Format usual,
+            boolean secret) throws IOException {
         Format written = format != null ? format : usual;
         if (output.file() != null) {
-            output.write(out -> out.write(written.encode(result)));
+            output.write(secret, out -> out.write(written.encode(result)));
             fields.with("file", output.file().toString());
         }
         if (standard.json()) {

@@ -38,6 +38,8 @@ abstract class SessionCommand extends ModuleCommand {
         try (Session session = writes ? slot.openSession() : slot.openReadOnlySession()) {
             login.login(session, needsLogin);
             return run(session);
+        } finally {
+            login.forget();
         }
     }
 }

@@ -52,16 +52,16 @@ final class SetPinCommand extends ModuleCommand {
 
     @Override
     int run(Cryptoki cryptoki) throws IOException {
-        try (Session session = token.find(cryptoki).openSession()) {
-            String old = oldPin().get();
-            String wanted = newPin.source().getNew();
+        try (Session session = token.find(cryptoki).openSession();
+                Pin old = oldPin().get();
+                Pin wanted = newPin.source().getNew()) {
             if (whose.securityOfficer || whose.first) {
-                session.login(UserType.SECURITY_OFFICER, old);
+                session.login(UserType.SECURITY_OFFICER, old.characters());
             }
             if (whose.first) {
-                session.initPIN(wanted);
+                session.initPIN(wanted.characters());
             } else {
-                session.setPIN(old, wanted);
+                session.setPIN(old.characters(), wanted.characters());
             }
         }
         standard.report(

@@ -3,6 +3,8 @@ package velnor.cli;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.FileAttribute;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.HashSet;
 import java.util.Set;
 
@@ -12,6 +14,10 @@ import velnor.Cryptoki;
 final class Shutdown {
     /** A token that is busy, with a long key generation perhaps, must not make the command unstoppable. */
     private static final long PATIENCE_MILLIS = 2000;
+
+    private static final FileAttribute<?>[] FOR_OWNER_ALONE =
+            {PosixFilePermissions.asFileAttribute(PosixFilePermissions.fromString("rw-------"))};
+    private static final FileAttribute<?>[] AS_USUAL = {};
 
     private static final Set<Path> unfinished = new HashSet<>();
     private static Cryptoki cryptoki;
@@ -32,12 +38,17 @@ final class Shutdown {
         cryptoki = opened;
     }
 
-    /** Makes an empty file that will not outlive the process unless {@link #finish} takes it off the list. */
-    static synchronized void create(Path file) throws IOException {
+    /**
+     * Makes an empty file that will not outlive the process unless {@link #finish} takes it off the list.
+     *
+     * @param file the file, which must not be there
+     * @param forOwnerAlone whether nobody else may read it, from the beginning
+     */
+    static synchronized void create(Path file, boolean forOwnerAlone) throws IOException {
         if (begun) {
             throw new IOException("interrupted");
         }
-        Files.createFile(file);
+        Files.createFile(file, forOwnerAlone ? FOR_OWNER_ALONE : AS_USUAL);
         unfinished.add(file);
     }
 

@@ -4,6 +4,7 @@ import java.io.IOException;
 import java.security.DigestInputStream;
 import java.security.MessageDigest;
 import java.security.NoSuchAlgorithmException;
+import java.util.Arrays;
 import java.util.Optional;
 import java.util.OptionalInt;
 
@@ -58,8 +59,8 @@ final class SignatureScheme {
         } catch (NoSuchAlgorithmException e) {
             throw new IllegalStateException(e);
         }
+        byte[] buffer = new byte[1 << 16];
         try (DigestInputStream in = new DigestInputStream(input.stream(), made)) {
-            byte[] buffer = new byte[1 << 16];
             Progress progress = input.progress();
             long bytes = 0;
             int length;
@@ -67,7 +68,9 @@ final class SignatureScheme {
                 bytes += length;
                 progress.progressed(bytes);
             }
+            return made.digest();
+        } finally {
+            Arrays.fill(buffer, (byte) 0);
         }
-        return made.digest();
     }
 }

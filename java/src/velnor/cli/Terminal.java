@@ -4,7 +4,6 @@ import java.io.Console;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.util.Arrays;
 
 /** The terminal, if there is one. {@link System#console()} does not tell: newer JDKs give one for pipes too. */
 final class Terminal {
@@ -27,9 +26,9 @@ final class Terminal {
     /**
      * Asks for a secret.
      *
-     * @return what was typed, or null when there is nobody to ask
+     * @return what was typed, for the caller to wipe; null when there is nobody to ask
      */
-    static String ask(String prompt) {
+    static char[] ask(String prompt) {
         Console console = is(STDIN) && is(STDOUT) ? System.console() : null;
         if (console == null) {
             return null;
@@ -38,10 +37,6 @@ final class Terminal {
         if (typed == null) {
             throw Failure.usage("no " + prompt + " was typed");
         }
-        try {
-            return new String(typed);
-        } finally {
-            Arrays.fill(typed, '\0');
-        }
+        return typed;
     }
 }

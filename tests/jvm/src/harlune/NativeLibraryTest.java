@@ -4,17 +4,25 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.lang.ref.WeakReference;
+import java.lang.reflect.InvocationTargetException;
+import java.net.URL;
+import java.net.URLClassLoader;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 import java.nio.file.FileSystem;
 import java.nio.file.FileSystems;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.nio.file.attribute.PosixFilePermissions;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Set;
+import java.util.TreeSet;
 import java.util.function.UnaryOperator;
 import java.util.jar.Attributes;
 import java.util.jar.Manifest;
+import java.util.stream.Collectors;
 import java.util.stream.Stream;
 
 import org.junit.jupiter.api.BeforeEach;
@@ -48,17 +56,58 @@ class NativeLibraryTest {
                 if (argument.equals("threads")) {
                     loadInThreads();
                 }
-                NativeLibrary.load();
-                NativeLibrary.load();
-                try (Stream<String> maps = Files.lines(Path.of("/proc/self/maps"))) {
-                    maps.filter(line -> line.contains("libharlune")).map(line -> line.replaceFirst("^[^/]*", ""))
-                            .distinct().forEach(path -> System.out.println("loaded: " + path));
+                if (argument.equals("loaders")) {
+                    loadInLoaders();
+                    return;
                 }
+                NativeLibrary.load();
+                NativeLibrary.load();
+                copies().forEach(path -> System.out.println("loaded: " + path));
             } catch (UnsatisfiedLinkError e) {
                 System.out.println(e.getMessage());
             }
             if (argument.equals("wait")) {
                 System.in.read();
+            }
+        }
+
+        /** As applications that are deployed, open the same module by turns, and are taken down. */
+        private static void loadInLoaders() throws Exception {
+            List<WeakReference<ClassLoader>> gone = open(3);
+            while (gone.stream().anyMatch(loader -> loader.get() != null)) {
+                System.gc();
+                Thread.sleep(10);
+            }
+            System.out.println("collected");
+            open(1);
+        }
+
+        private static List<WeakReference<ClassLoader>> open(int count) throws Exception {
+            List<ClassLoader> loaders = new ArrayList<>();
+            for (int i = 0; i < count; i++) {
+                URL jar = NativeLibrary.class.getProtectionDomain().getCodeSource().getLocation();
+                loaders.add(new URLClassLoader(new URL[] {jar}, ClassLoader.getPlatformClassLoader()));
+                try {
+                    loaders.get(i).loadClass("velnor.NativeLibrary").getMethod("load").invoke(null);
+                } catch (InvocationTargetException e) {
+                    throw (UnsatisfiedLinkError) e.getCause();
+                }
+            }
+            System.out.println("loaded " + copies().size() + " copies");
+            for (int round = 0; count > 1 && round < 2; round++) {
+                for (ClassLoader loader : loaders) {
+                    ((AutoCloseable) loader.loadClass("velnor.Cryptoki").getMethod("open", String.class)
+                            .invoke(null, System.getProperty("harlune.module"))).close();
+                }
+            }
+            System.out.print(count > 1 ? "opened by turns\n" : "");
+            return loaders.stream().map(WeakReference::new).collect(Collectors.toList());
+        }
+
+        private static Set<String> copies() throws IOException {
+            try (Stream<String> maps = Files.lines(Path.of("/proc/self/maps"))) {
+                return maps.filter(line -> line.contains("libharlune")).map(line -> line.replaceFirst("^[^/]*", ""))
+                        .collect(Collectors.toCollection(TreeSet::new));
             }
         }
 
@@ -106,24 +155,88 @@ class NativeLibraryTest {
     }
 
     @Test
+    void thenTheCopyInTheJar() throws Exception {
+        Files.copy(SHIPPED, neighbour());
+        putOnPath();
+        for (String[] options : new String[][] {{libraryPath()}, {"-Dvelnor.library="}}) {
+            String told = run("", options);
+            assertTrue(told.matches("loaded: " + temporary + "/velnor\\d+/libharlune\\.so \\(deleted\\)"), told);
+            assertEquals("[]", left());
+        }
+    }
+
+    @Test
     void thenTheNeighbourOfTheJar() throws Exception {
+        unpack();
         Files.copy(SHIPPED, neighbour());
         putOnPath();
         assertEquals("loaded: " + neighbour(), run("", libraryPath()));
     }
 
+    /** The file, its directory, and one further up; links do not hide it. */
     @Test
-    void anEmptyNameIsNoName() throws Exception {
+    void aNeighbourThatOthersMayWriteIsNotLoaded() throws Exception {
+        unpack();
         Files.copy(SHIPPED, neighbour());
-        assertEquals("loaded: " + neighbour(), run("", "-Dvelnor.library="));
+        for (Path place : List.of(neighbour(), jar.getParent(), directory)) {
+            for (String who : List.of("g", "o")) {
+                chmod(who + "+w", place);
+                String mode = PosixFilePermissions.toString(Files.getPosixFilePermissions(place));
+                String told = run("", libraryPath());
+                assertTrue(told.contains("\n  beside velnor.jar: others may write " + place + " (" + mode
+                        + "); chmod go-w ends that, or chmod +t for a directory that is shared\n"), told);
+                chmod(who + "-w", place);
+            }
+        }
+        chmod("a+w,+t", directory);
+        assertEquals("loaded: " + neighbour(), run("", libraryPath()));
+        Path target = Files.move(jar.getParent(), directory.resolve("elsewhere"));
+        Files.createSymbolicLink(jar.getParent(), target);
+        assertEquals("loaded: " + target.resolve("libharlune.so"), run("", libraryPath()));
+        chmod("a+w", target);
+        assertTrue(run("", libraryPath()).contains("others may write " + target));
+    }
+
+    private static void chmod(String mode, Path file) throws Exception {
+        assertEquals(0, new ProcessBuilder("chmod", mode, file.toString()).start().waitFor());
     }
 
     @Test
-    void thenTheCopyInTheJar() throws Exception {
+    void noCopyIsLoadedFromWhereOthersMayExchangeIt() throws Exception {
         putOnPath();
-        String told = run("", libraryPath());
-        assertTrue(told.matches("loaded: " + temporary + "/velnor\\d+/libharlune\\.so \\(deleted\\)"), told);
+        chmod("a+w", temporary);
+        assertEquals("loaded: " + onPath.resolve("libharlune.so"), run("", libraryPath()));
+        String told = run("");
+        assertTrue(told.contains("\n  in velnor.jar: others may write " + temporary + " (rwxrwxrwx); "), told);
         assertEquals("[]", left());
+        chmod("+t", temporary);
+        assertTrue(run("").startsWith("loaded: " + temporary));
+    }
+
+    @Test
+    void aTemporaryDirectoryThatIsNotThereIsTold() throws Exception {
+        Files.delete(temporary);
+        String told = run("", libraryPath());
+        assertTrue(told.contains("\n  in velnor.jar: no directory can be made in java.io.tmpdir"
+                + " (java.nio.file.NoSuchFileException: " + temporary + "/velnor"), told);
+        assertTrue(told.contains("), name another directory with -Djava.io.tmpdir\n"), told);
+        Files.copy(SHIPPED, neighbour());
+        assertEquals("loaded: " + neighbour(), run("", libraryPath()));
+    }
+
+    @Test
+    void classLoadersHaveACopyEach() throws Exception {
+        String told = run("loaders");
+        assertTrue(told.matches("loaded 3 copies\nopened by turns\ncollected\nloaded 1 copies"), told);
+        assertEquals("[]", left());
+    }
+
+    @Test
+    void aNamedFileIsForOneClassLoader() throws Exception {
+        Path named = Files.copy(SHIPPED, directory.resolve("libharlune-named.so"));
+        String told = run("loaders", "-Dvelnor.library=" + named);
+        assertTrue(told.contains(named + " already loaded in another classloader; each class loader needs a file of its"
+                + " own, as the one in velnor.jar makes, or all use a class loader that they share\n"), told);
     }
 
     @Test
@@ -137,8 +250,8 @@ class NativeLibraryTest {
     void everyPlaceThatWasTriedIsTold() throws Exception {
         unpack();
         assertEquals("libharlune.so was not loaded:\n"
-                + "  beside velnor.jar: there is no " + neighbour() + "\n"
                 + "  in velnor.jar: there is no /" + PACKED + "\n"
+                + "  beside velnor.jar: there is no " + neighbour() + "\n"
                 + "  on the library path: no harlune in java.library.path: " + onPath + WAY_OUT,
                 run("", libraryPath()));
     }
@@ -149,8 +262,8 @@ class NativeLibraryTest {
         repack(NativeLibraryTest::forA32BitMachine);
         String told = run("", libraryPath());
         assertTrue(told.matches("libharlune\\.so was not loaded:\n"
-                + "  beside velnor\\.jar: " + neighbour() + ": .*failed to map segment[^;]*\n"
                 + "  in velnor\\.jar: " + temporary + "/velnor\\d+/libharlune\\.so: .*wrong ELF class[^;]*\n"
+                + "  beside velnor\\.jar: " + neighbour() + ": .*failed to map segment[^;]*\n"
                 + "  on the library path: no harlune in .*" + WAY_OUT), told);
         assertEquals("[]", left());
 
@@ -197,8 +310,8 @@ class NativeLibraryTest {
     void aDirectoryThatMayNotHoldProgramsIsHinted() throws Exception {
         repack(NativeLibraryTest::withAHugeSegment);
         String told = run("", libraryPath());
-        assertTrue(told.contains("; if " + temporary + " is mounted noexec, name another directory with "
-                + "-Djava.io.tmpdir\n"), told);
+        assertTrue(told.contains("; if " + temporary + " is mounted noexec, name another directory with"
+                + " -Djava.io.tmpdir\n"), told);
     }
 
     /** Of a segment that there is no room for, the dynamic loader says the same as of a file that may not be run. */
@@ -312,7 +425,7 @@ class NativeLibraryTest {
 
     private List<String> command(String argument, String... options) {
         List<String> command = new ArrayList<>(List.of(java(), nativeAccess("ALL-UNNAMED"),
-                "-Djava.io.tmpdir=" + temporary));
+                "-Djava.io.tmpdir=" + temporary, "-Dharlune.module=" + OTHER_LIBRARY));
         command.addAll(List.of(options));
         command.addAll(List.of("-cp", jar + ":" + testClasses(), Program.class.getName(), argument));
         return command;

@@ -131,6 +131,22 @@ class PinTest extends TokenCommands {
                 "the file that --pin-file names cannot be read: there is no such file or directory");
     }
 
+    /** What is there when stdin ends is the PIN, be it nothing; one that never ends is none. */
+    @Test
+    void stdinMayEndWithinThePin() throws Exception {
+        Path whole = file("whole", Tokens.PIN.getBytes(StandardCharsets.UTF_8));
+        Path half = file("half", Tokens.PIN.substring(0, 2).getBytes(StandardCharsets.UTF_8));
+        Velnor velnor = anonymous("objects", "--login", "--pin-file", "/dev/stdin");
+        velnor.input(whole).run().assertStatus(0);
+        velnor.input(half).run().assertRefused(3, "J_Login: PIN INCORRECT (CKR_PIN_INCORRECT, 0xA0)");
+        velnor.input(Path.of("/dev/null")).run().assertRefused(2, "The PIN is empty");
+        velnor.input(Path.of("/dev/zero")).run().assertRefused(5,
+                "the file that --pin-file names cannot be read: its first line is too long for a PIN");
+        Velnor.End typed = typing(anonymous("objects", "--login"), "\u0004");
+        assertEquals("PIN: \r\nvelnor: no PIN was typed\r\n", typed.text());
+        assertEquals(2, typed.status());
+    }
+
     private String read(String name) {
         try {
             return Files.readString(path(name));

@@ -275,7 +275,8 @@ class SignatureTest extends TokenCommands {
         assertEquals(256, Files.size(out));
         user("sign", data, "--label", "rsa", "--out", "/dev/null").run().assertStatus(0);
         assertFalse(Files.isRegularFile(Path.of("/dev/null")));
-        user("sign", data, "--label", "rsa", "--out", "/dev/full").run().assertRefused(5, "No space left on device");
+        user("sign", data, "--label", "rsa", "--out", "/dev/full").run().assertRefused(5,
+                "/dev/full: No space left on device");
     }
 
     @Test

@@ -16,6 +16,7 @@ import org.junit.jupiter.api.io.TempDir;
 import velnor.Attribute;
 import velnor.CKA;
 import velnor.Cryptoki;
+import velnor.OpenOptions;
 import velnor.Session;
 
 /** For tests that call the command line beside a token. */
@@ -29,7 +30,12 @@ abstract class TokenCommands {
 
     /** A command with the token's module, and its label as the last arguments; nobody is logged in. */
     static Velnor anonymous(Object... arguments) {
-        return Velnor.of(arguments).module(Tokens.MODULE).arguments("--token", Tokens.LABEL);
+        return withText(Velnor.of(arguments).module(Tokens.MODULE).arguments("--token", Tokens.LABEL));
+    }
+
+    /** With what the module wants to be told, if it wants that. */
+    static Velnor withText(Velnor velnor) {
+        return Tokens.RESERVED == null ? velnor : velnor.set("HARLUNE_RESERVED", Tokens.RESERVED);
     }
 
     /** The same with the user's PIN at hand. */
@@ -52,7 +58,7 @@ abstract class TokenCommands {
 
     static void onToken(Work work) {
         Bridge.load();
-        try (Cryptoki cryptoki = Cryptoki.open(Tokens.MODULE);
+        try (Cryptoki cryptoki = Cryptoki.open(Tokens.MODULE, OpenOptions.DEFAULT.reserved(Tokens.RESERVED));
                 Session session = cryptoki.tokenByLabel(Tokens.LABEL).openSession()) {
             session.login(Tokens.PIN);
             work.with(session);
