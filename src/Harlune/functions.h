@@ -11,6 +11,7 @@
 #pragma once
 
 #include "harlune.h"
+#include "memory.h"
 
 #include <algorithm>
 #include <bit>
@@ -131,27 +132,39 @@ inline constexpr CK_ULONG kOnStack = 1024;
 /// Whether the memory of a call may hold a secret.
 enum class Content { Secret, Open };
 
-/// Runs `use` on `size` bytes, aligned for any type, which are wiped behind it. They are not zeroed.
-template <Content content = Content::Secret, typename Use>
+/// What the memory of a call begins with.
+enum class Fresh { Anything, Zeroes };
+
+/// Runs `use` on `size` bytes, aligned for any type, which are wiped behind it.
+template <Content content = Content::Secret, Fresh fresh = Fresh::Anything, typename Use>
 CK_RV withMemory(CK_ULONG size, Use&& use) {
-  const auto useAndWipe = [&](CK_BYTE_PTR bytes) {
-    const CK_RV Rv = use(bytes);
+  if (size <= kOnStack) {
+    alignas(std::max_align_t) CK_BYTE bytes[kOnStack];
+    if constexpr (fresh == Fresh::Zeroes) {
+      std::memset(bytes, 0, size);
+    }
+    const CK_RV Rv = use(static_cast<CK_BYTE_PTR>(bytes));
     if constexpr (content == Content::Secret) {
       explicit_bzero(bytes, size);
     }
     return Rv;
-  };
-  if (size <= kOnStack) {
-    alignas(std::max_align_t) CK_BYTE bytes[kOnStack];
-    return useAndWipe(bytes);
   }
-  const auto bytes = static_cast<CK_BYTE_PTR>(std::malloc(size));
+  const auto bytes = static_cast<CK_BYTE_PTR>(fresh == Fresh::Zeroes ? std::calloc(size, 1) : std::malloc(size));
   if (bytes == nullptr) {
     return CKR_HOST_MEMORY;
   }
-  const CK_RV Rv = useAndWipe(bytes);
+  const CK_RV Rv = use(bytes);
+  if constexpr (content == Content::Secret) {
+    wipe(bytes, size);
+  }
   std::free(bytes);
   return Rv;
+}
+
+/// The same for what a module fills: what it claims and has not written must not be what somebody else left there.
+template <Content content = Content::Secret, typename Use>
+CK_RV withZeroes(CK_ULONG size, Use&& use) {
+  return withMemory<content, Fresh::Zeroes>(size, use);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -220,13 +233,11 @@ CK_RV withoutRoom(Reported& reported, Use&& use) {
   return believed(use(nullptr, &reported.length), true, reported);
 }
 
-/// Runs `use` on room for a range that lies within its Java array, and copies what comes out. The room is zeroed: what
-/// a module claims and has not written must not be what somebody else left there.
+/// Runs `use` on room for a range that lies within its Java array, and copies what comes out.
 template <typename Use>
 CK_RV withRoomWithin(JNIEnv* env, jbyteArray array, jint off, jint len, Reported& reported, Use&& use) {
   reported = {widen(len), widen(len)};
-  return withMemory(reported.room, [&](CK_BYTE_PTR bytes) {
-    std::memset(bytes, 0, reported.room);
+  return withZeroes(reported.room, [&](CK_BYTE_PTR bytes) {
     const CK_RV Rv = believed(use(bytes, &reported.length), false, reported);
     if (Rv == CKR_OK) {
       env->SetByteArrayRegion(array, off, narrow(reported.length), reinterpret_cast<const jbyte*>(bytes));
@@ -271,10 +282,8 @@ CK_RV withNumbers(JNIEnv* env, jlongArray array, Reported& reported, Use&& use) 
     return withoutRoom(reported, use);
   }
   const CK_ULONG room = widen(env->GetArrayLength(array));
-  const CK_ULONG size = room * sizeof(CK_ULONG);
   reported = {room, room};
-  return withMemory<Content::Open>(size, [&](CK_BYTE_PTR bytes) {
-    std::memset(bytes, 0, size);
+  return withZeroes<Content::Open>(room * sizeof(CK_ULONG), [&](CK_BYTE_PTR bytes) {
     const auto numbers = reinterpret_cast<CK_ULONG_PTR>(bytes);
     const CK_RV Rv = believed(use(numbers, &reported.length), false, reported);
     if (Rv == CKR_OK) {

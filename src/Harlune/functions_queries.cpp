@@ -65,8 +65,7 @@ JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_information(JNIEnv* env, 
   if (structure == nullptr || widen(env->GetArrayLength(structure)) != information.size) {
     return answer(CKR_ARGUMENTS_BAD);
   }
-  return answer(withMemory<Content::Open>(information.size, [&](CK_BYTE_PTR bytes) {
-    std::memset(bytes, 0, information.size);
+  return answer(withZeroes<Content::Open>(information.size, [&](CK_BYTE_PTR bytes) {
     const CK_RV Rv = information.fill(module, handle(id), handle(mechanism), bytes);
     if (Rv == CKR_OK) {
       env->SetByteArrayRegion(structure, 0, narrow(information.size), reinterpret_cast<const jbyte*>(bytes));

@@ -25,6 +25,10 @@ T* allocate(CK_ULONG count) {
   return static_cast<T*>(memory);
 }
 
+/// Wipes memory that came from the allocator. Of much of it only what was ever touched is: wiping must not make
+/// resident what a module only claimed to need.
+void wipe(void* memory, CK_ULONG size);
+
 /// Wipes and frees what came from the allocator; null is fine.
 void release(void* memory);
 

@@ -76,14 +76,18 @@ inline CK_RV invoke(CK_C_Sign wrapper, CK_SESSION_HANDLE hSession, CK_BYTE_PTR i
   return wrapper(hSession, input, inputLength, output, outputLength);
 }
 
-/// Calls the module with a buffer that is enlarged for as long as it asks for more, and makes the new Java array.
+/// How often a module may ask for another length. None asks more than twice, unless it does so for ever.
+inline constexpr unsigned kMostAttempts = 1000;
+
+/// Calls the module with a buffer of whatever length it asks for, and makes the new Java array.
 template <typename Call>
 jbyteArray growIntoNewArray(JNIEnv* env, Buffer& output, CK_ULONG length, const char* refused, Call&& call) {
   CK_RV Rv = CKR_OK;
+  unsigned attempts = 0;
   do {
     resize(output, length);
     Rv = call(output.bytes, &length);
-  } while (Rv == CKR_BUFFER_TOO_SMALL && length != 0);
+  } while (Rv == CKR_BUFFER_TOO_SMALL && length != 0 && ++attempts < kMostAttempts);
   requireOk(Rv);
   return newByteArray(env, output, length, refused);
 }

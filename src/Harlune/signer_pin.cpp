@@ -3,11 +3,21 @@
 #include "module.h"
 
 #include <cstring>
+#include <dlfcn.h>
 
 namespace {
 
 CK_ULONG measureSignerPin() {
   return strnlen(reinterpret_cast<const char*>(g_SignerPin), sizeof g_SignerPin);
+}
+
+/// A module keeps the callback for as long as it likes, but a JVM unmaps the library with the class loader that it was
+/// loaded for, unless the loader is told to keep it.
+void keepMapped() {
+  Dl_info own;
+  if (dladdr(reinterpret_cast<void*>(&GetPIN), &own) != 0) {
+    dlopen(own.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  }
 }
 
 }  // namespace
@@ -30,6 +40,7 @@ CK_RV GetPIN(CK_CHAR_PTR pPin, CK_ULONG_PTR ulPinLen) {
 void installSignerPinCallback(C_SetCallBack_t setCallBack) {
   explicit_bzero(g_SignerPin, sizeof g_SignerPin);
   if (setCallBack != nullptr) {
+    keepMapped();
     const CK_RV Rv = setCallBack(0, reinterpret_cast<CK_VOID_PTR>(&GetPIN));
     LogFunction("C_SetCallBack", Rv);  // a module that refuses the callback must not fail the session
   }

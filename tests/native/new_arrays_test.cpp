@@ -50,6 +50,12 @@ TEST_P(GrowingTest, GrowsAsOftenAsTheModuleAsks) {
                       offer("600", "CKR_BUFFER_TOO_SMALL length=300") + offer("300", "CKR_OK length=300"));
 }
 
+TEST_P(GrowingTest, AModuleThatAsksForEverIsRefused) {
+  answer("CKR_BUFFER_TOO_SMALL length=600 always");
+  EXPECT_EQ(call().array, nullptr);
+  EXPECT_NE(env.pending().find(", 336, \"BUFFER TOO SMALL"), std::string::npos) << env.pending();
+}
+
 TEST_P(GrowingTest, TheArrayIsAsLongAsTheLastAnswer) {
   answer("CKR_BUFFER_TOO_SMALL length=2000");
   answer(R"(data="RESULT")");
