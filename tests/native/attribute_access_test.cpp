@@ -49,6 +49,30 @@ TEST_F(AttributeAccessTest, ReadsALabelIntoAByteArrayOfItsLength) {
   )");
 }
 
+// Whatever of them comes out as bytes is not counted by the module's word alone.
+TEST_F(AttributeAccessTest, NoTypeIsCopiedBeyondTheBuffer) {
+  int bytes = 0;
+  for (jint type = 0; type < 0x300; ++type) {
+    module.answer("C_GetAttributeValue CKR_OK length=8");
+    const jobject given = read(hSecretKey, type);
+    const std::string shown = given == nullptr ? "" : env.show(given);
+    module.answer("C_GetAttributeValue CKR_OK length=2049");
+    env.clear();
+    const jobject tooLong = read(hSecretKey, type);
+    if (shown.find("null") == std::string::npos && shown.find("Integer(") == std::string::npos &&
+        shown.find("Boolean(") == std::string::npos) {
+      ++bytes;
+      EXPECT_EQ(tooLong, nullptr) << shown;
+      expectReport(CKR_GENERAL_ERROR, "the pkcs#11 library reports more than it was given room for");
+    } else {
+      EXPECT_NE(tooLong, nullptr) << shown;
+    }
+    env.clear();
+    env.clearException();
+  }
+  EXPECT_GE(bytes, 19);
+}
+
 TEST_F(AttributeAccessTest, ReadsANumberThatIsOfferedEightBytes) {
   EXPECT_EQ(env.show(read(hPublicKey, CKA_MODULUS_BITS)), "Attribute(289, Integer(1024))");
   EXPECT_TRACE(R"(

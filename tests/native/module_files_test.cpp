@@ -4,11 +4,13 @@
 #include "module_copies.h"
 #include "module_files.h"
 #include "native_test.h"
+#include "velnor_nat_NativeFunctions.h"
 
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -192,22 +194,73 @@ TEST_F(ModuleFilesTest, FirstMentionAnswersForAName) {
   EXPECT_EQ(mappedPath(first.substr(1).c_str()), first);
 }
 
-/// Without a directory: the process that the test starts ends where it would not be cleaned up.
-class SearchedModuleTest : public UnboundTest {};
+// A process may have mapped more than anybody reads at once, and the module lies behind it.
+TEST_F(ModuleFilesTest, PathIsFoundAtTheEndOfALongProcessMap) {
+  load(modules::kScripted);
+  const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+  constexpr std::size_t kPages = 6000;
+  void* const low = reinterpret_cast<void*>(0x10000000);
+  char* const pages =
+      static_cast<char*>(mmap(low, kPages * page, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0));
+  ASSERT_NE(pages, MAP_FAILED);
+  for (std::size_t i = 0; i < kPages; i += 2) {
+    ASSERT_EQ(mprotect(pages + i * page, page, PROT_READ), 0);
+  }
+  EXPECT_EQ(mappedPath("scripted-module.so"), modules::kScripted);
+  munmap(pages, kPages * page);
+}
 
-// The loader's search path is read when a process starts, so the load happens in one that was started with it.
+/// The loader's search path is read when a process starts, so the load happens in one that was started with it. The
+/// child, which is this test anew, finds the directory in its environment and leaves it to its parent.
+class SearchedModuleTest : public UnboundTest {
+protected:
+  SearchedModuleTest() {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    if (std::getenv("LD_LIBRARY_PATH") == nullptr) {
+      made.emplace();
+      file = made->copy(modules::kScripted, "searched-module.so");
+      made->write("searched-module.so.conf", "DsPinIsCNSPin=true");
+      setenv("LD_LIBRARY_PATH", made->path().c_str(), 1);
+      unset = true;
+    } else {
+      file = std::string(std::getenv("LD_LIBRARY_PATH")) + "/searched-module.so";
+    }
+  }
+  ~SearchedModuleTest() override {
+    if (unset) {
+      unsetenv("LD_LIBRARY_PATH");
+    }
+  }
+
+  std::optional<ModuleDirectory> made;
+  std::string file;
+  bool unset = false;
+};
+
 TEST_F(SearchedModuleTest, BareNameIsSearchedForAndGetsItsFullPath) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  const std::filesystem::path searched = modules::kCallbackOtherName;
-  ASSERT_EQ(setenv("LD_LIBRARY_PATH", searched.parent_path().c_str(), 1), 0);
   const auto loadBareName = [&] {
-    load(searched.filename().c_str());
-    const bool good = functionList != nullptr && sLibName == searched.filename() && sLibFullPath == searched;
+    load("searched-module.so");
+    const bool good = functionList != nullptr && sLibName == std::string("searched-module.so") && sLibFullPath == file;
     std::fprintf(stderr, "name %s, path %s\n", sLibName, sLibFullPath);
-    std::exit(good ? 0 : 1);
+    std::_Exit(good ? 0 : 1);
   };
   EXPECT_EXIT(loadBareName(), ::testing::ExitedWithCode(0), "");
-  unsetenv("LD_LIBRARY_PATH");
+}
+
+TEST_F(SearchedModuleTest, ConfigurationLiesBesideTheFileThatWasFound) {
+  const auto loadBareName = [&] {
+    load("searched-module.so");
+    std::_Exit(g_bIsSecondAuthenticationRequired ? 1 : 0);
+  };
+  EXPECT_EXIT(loadBareName(), ::testing::ExitedWithCode(0), "");
+  const auto loadForTheOtherFamily = [&] {
+    const jlong id =
+        Java_velnor_nat_NativeFunctions_load(jni, nullptr, env.bytes("path", "searched-module.so"), nullptr);
+    std::_Exit(id > 0 && Java_velnor_nat_NativeFunctions_isSecondAuthenticationRequired(jni, nullptr, id) == JNI_FALSE
+                   ? 0
+                   : 1);
+  };
+  EXPECT_EXIT(loadForTheOtherFamily(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(ModuleFilesTest, BareNameThatIsNowhereIsReported) {

@@ -2,6 +2,7 @@ package harlune.support;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
 
+import com.sun.jna.Callback;
 import com.sun.jna.Library;
 import com.sun.jna.Native;
 import com.sun.jna.NativeLong;
@@ -17,12 +18,26 @@ public final class ScriptedModule {
 
     private static final Control CONTROL = Native.load(PATH, Control.class);
 
+    /** Hears of every call of the module, in the thread of the call and before it returns. */
+    public interface Listener extends Callback {
+        void heard(String line);
+    }
+
+    /** Kept, because native code does not. */
+    private static Listener listener;
+
     private ScriptedModule() {
     }
 
     /** Forgets scripts, journal, sessions and objects. */
     public static void reset() {
         CONTROL.scripted_reset();
+    }
+
+    /** Has every call told to this one, until the next reset. */
+    public static void listen(Listener wanted) {
+        listener = wanted;
+        CONTROL.scripted_set_listener(listener);
     }
 
     /** Queues an answer for the next call of one function. */
@@ -62,6 +77,8 @@ public final class ScriptedModule {
     /** The control functions that the module exports beside PKCS#11. */
     interface Control extends Library {
         void scripted_reset();
+
+        void scripted_set_listener(Listener listener);
 
         int scripted_answer(String line);
 

@@ -130,6 +130,7 @@ final class Monkey {
         if (ground.isScripted()) {
             ScriptedModule.reset();
         }
+        ground.begin();
         oddRound = false;
         mayHoldSession = false;
         values.age();
@@ -216,7 +217,7 @@ final class Monkey {
         if (oddRound && depth == 1) {
             odd.prepare(functions.getOrDefault(call.entry.name(), Set.of()));
         }
-        call.run();
+        ground.run(call);
         if (TRACE) {
             System.out.println(call.outcome());
         }

@@ -28,6 +28,15 @@ interface MonkeyGround {
     /** The mechanisms that are worth trying most, and the CKF_ bits of what they can do. */
     Map<Integer, Integer> mechanisms(Session session);
 
+    /** Looks on from here: a round begins, before the module is opened. */
+    default void begin() {
+    }
+
+    /** Makes a call. */
+    default void run(MonkeyCall call) {
+        call.run();
+    }
+
     /** Whether the module is the scripted one. */
     boolean isScripted();
 

@@ -30,7 +30,8 @@ class MonkeyTest {
     private static final Map<String, String> LEFT_OUT = Map.of(
             "Progress.progressed(long)", "the program implements it, and the surface calls it");
 
-    private static final class Scripted implements MonkeyGround {
+    /** The scripted module, whose answers are odd in two rounds of three. */
+    static class Scripted implements MonkeyGround {
         @Override
         public String module() {
             return ScriptedModule.PATH;
