@@ -300,6 +300,12 @@ public final class HarluneProvider extends AuthProvider {
         }
     }
 
+    /**
+     * Refuses to be serialized: the token stays where it is.
+     *
+     * @param out not used
+     * @throws NotSerializableException always
+     */
     private void writeObject(ObjectOutputStream out) throws NotSerializableException {
         throw new NotSerializableException("A provider that has a token");
     }

@@ -7,6 +7,7 @@ import java.security.interfaces.DSAKey;
 import java.security.interfaces.DSAParams;
 import java.security.interfaces.ECKey;
 import java.security.interfaces.RSAKey;
+import java.security.spec.AlgorithmParameterSpec;
 import java.security.spec.ECParameterSpec;
 
 /**
@@ -36,6 +37,12 @@ class TokenPrivateKey extends TokenKey implements PrivateKey {
         @Override
         public BigInteger getModulus() {
             return modulus;
+        }
+
+        /** There are none. Since JDK 22 two interfaces have this method, and neither goes before the other. */
+        @Override
+        public AlgorithmParameterSpec getParams() {
+            return null;
         }
     }
 
