@@ -8,9 +8,12 @@ module velnor {
     requires static com.google.gson;
 
     exports velnor;
+    exports velnor.jca;
     exports velnor.nat;
     exports velnor.params;
     exports quadrel;
 
     opens velnor.cli to info.picocli;
+
+    provides java.security.Provider with velnor.jca.HarluneProvider;
 }

@@ -1,0 +1,2 @@
+/** Tokens in {@code java.security}: {@link velnor.jca.HarluneProvider} is the way in. */
+package velnor.jca;
