@@ -54,6 +54,7 @@ using CK_USER_TYPE = CK_ULONG;
 using CK_STATE = CK_ULONG;
 using CK_NOTIFICATION = CK_ULONG;
 using CK_RSA_PKCS_MGF_TYPE = CK_ULONG;
+using CK_GENERATOR_FUNCTION = CK_ULONG;
 using CK_RSA_PKCS_OAEP_SOURCE_TYPE = CK_ULONG;
 using CK_EC_KDF_TYPE = CK_ULONG;
 using CK_X9_42_DH_KDF_TYPE = CK_ULONG;
@@ -442,6 +443,33 @@ struct CK_SALSA20_CHACHA20_POLY1305_PARAMS {
   CK_ULONG ulNonceLen;
   CK_BYTE_PTR pAAD;
   CK_ULONG ulAADLen;
+};
+
+// What belongs to one message: C_EncryptMessage and its like. The tag stands here and not behind the ciphertext.
+
+struct CK_GCM_MESSAGE_PARAMS {
+  CK_BYTE_PTR pIv;
+  CK_ULONG ulIvLen;
+  CK_ULONG ulIvFixedBits;
+  CK_GENERATOR_FUNCTION ivGenerator;
+  CK_BYTE_PTR pTag;
+  CK_ULONG ulTagBits;
+};
+
+struct CK_CCM_MESSAGE_PARAMS {
+  CK_ULONG ulDataLen;
+  CK_BYTE_PTR pNonce;
+  CK_ULONG ulNonceLen;
+  CK_ULONG ulNonceFixedBits;
+  CK_GENERATOR_FUNCTION nonceGenerator;
+  CK_BYTE_PTR pMAC;
+  CK_ULONG ulMACLen;
+};
+
+struct CK_SALSA20_CHACHA20_POLY1305_MSG_PARAMS {
+  CK_BYTE_PTR pNonce;
+  CK_ULONG ulNonceLen;
+  CK_BYTE_PTR pTag;
 };
 
 struct CK_DES_CBC_ENCRYPT_DATA_PARAMS {
@@ -1373,6 +1401,12 @@ inline constexpr CK_FLAGS CKF_EXTENSION = 0x80000000;
 inline constexpr CK_FLAGS CKF_LIBRARY_CANT_CREATE_OS_THREADS = 0x00000001;
 inline constexpr CK_FLAGS CKF_OS_LOCKING_OK = 0x00000002;
 
+// CK_INTERFACE
+inline constexpr CK_FLAGS CKF_INTERFACE_FORK_SAFE = 0x00000001;
+
+// C_EncryptMessageNext and C_DecryptMessageNext
+inline constexpr CK_FLAGS CKF_END_OF_MESSAGE = 0x00000001;
+
 // C_WaitForSlotEvent
 inline constexpr CK_FLAGS CKF_DONT_BLOCK = 0x00000001;
 
@@ -1870,6 +1904,13 @@ inline constexpr CK_RSA_PKCS_MGF_TYPE CKG_MGF1_SHA3_224 = 0x6;
 inline constexpr CK_RSA_PKCS_MGF_TYPE CKG_MGF1_SHA3_256 = 0x7;
 inline constexpr CK_RSA_PKCS_MGF_TYPE CKG_MGF1_SHA3_384 = 0x8;
 inline constexpr CK_RSA_PKCS_MGF_TYPE CKG_MGF1_SHA3_512 = 0x9;
+
+/// Who makes the vector of a message.
+inline constexpr CK_GENERATOR_FUNCTION CKG_NO_GENERATE = 0x0;
+inline constexpr CK_GENERATOR_FUNCTION CKG_GENERATE = 0x1;
+inline constexpr CK_GENERATOR_FUNCTION CKG_GENERATE_COUNTER = 0x2;
+inline constexpr CK_GENERATOR_FUNCTION CKG_GENERATE_RANDOM = 0x3;
+inline constexpr CK_GENERATOR_FUNCTION CKG_GENERATE_COUNTER_XOR = 0x4;
 
 /// Where OAEP takes its encoding parameter from, and PKCS #5 its salt.
 inline constexpr CK_RSA_PKCS_OAEP_SOURCE_TYPE CKZ_DATA_SPECIFIED = 0x1;

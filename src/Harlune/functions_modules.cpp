@@ -36,21 +36,60 @@ void explain(LoadFailure& why, CK_RV Rv, const char* text) {
   std::snprintf(why.text, sizeof why.text, "%s", text);
 }
 
-/// The list of the module's interface of version 3, or null.
+constexpr char kStandardInterface[] = "PKCS 11";
+
+/// The list of an interface, or null for one that does not begin as the standard's of version 3.0: the versions after
+/// it add functions at the end.
+const CK_FUNCTION_LIST_3_0* listOf(const CK_INTERFACE* interface) {
+  if (interface == nullptr || interface->pFunctionList == nullptr) {
+    return nullptr;
+  }
+  const auto list = static_cast<const CK_FUNCTION_LIST_3_0*>(interface->pFunctionList);
+  return list->version.major == 3 ? list : nullptr;
+}
+
+bool isStandard(const CK_INTERFACE& interface) {
+  return interface.pInterfaceName != nullptr &&
+         std::strcmp(reinterpret_cast<const char*>(interface.pInterfaceName), kStandardInterface) == 0;
+}
+
+/// The newest list of version 3 among the interfaces that the module tells of, or null.
+const CK_FUNCTION_LIST_3_0* findListed_3_0(void* hModule) {
+  const auto getInterfaceList = reinterpret_cast<CK_C_GetInterfaceList>(dlsym(hModule, "C_GetInterfaceList"));
+  CK_INTERFACE interfaces[64] = {};  // a module has two or three
+  CK_ULONG count = std::size(interfaces);
+  if (getInterfaceList == nullptr || guarded([&] { return getInterfaceList(interfaces, &count); }) != CKR_OK) {
+    return nullptr;
+  }
+  const CK_FUNCTION_LIST_3_0* newest = nullptr;
+  for (CK_ULONG i = 0; i < std::min<CK_ULONG>(count, std::size(interfaces)); ++i) {
+    const CK_FUNCTION_LIST_3_0* const list = isStandard(interfaces[i]) ? listOf(&interfaces[i]) : nullptr;
+    if (list != nullptr && (newest == nullptr || list->version.minor > newest->version.minor)) {
+      newest = list;
+    }
+  }
+  return newest;
+}
+
+/// The newest list of version 3 that the module has, or null.
 const CK_FUNCTION_LIST_3_0* findList_3_0(void* hModule) {
+  if (const CK_FUNCTION_LIST_3_0* const listed = findListed_3_0(hModule)) {
+    return listed;
+  }
   const auto getInterface = reinterpret_cast<CK_C_GetInterface>(dlsym(hModule, "C_GetInterface"));
   if (getInterface == nullptr) {
     return nullptr;
   }
-  CK_UTF8CHAR name[] = "PKCS 11";
-  CK_VERSION version = {3, 0};
-  CK_INTERFACE_PTR found = nullptr;
-  const CK_RV Rv = guarded([&] { return getInterface(name, &version, &found, 0); });
-  if (Rv != CKR_OK || found == nullptr || found->pFunctionList == nullptr) {
-    return nullptr;
+  for (CK_VERSION version : {CK_VERSION{3, 2}, CK_VERSION{3, 1}, CK_VERSION{3, 0}}) {
+    CK_UTF8CHAR name[sizeof kStandardInterface] = {};
+    std::memcpy(name, kStandardInterface, sizeof name);
+    CK_INTERFACE_PTR found = nullptr;
+    const CK_RV Rv = guarded([&] { return getInterface(name, &version, &found, 0); });
+    if (const CK_FUNCTION_LIST_3_0* const given = Rv == CKR_OK ? listOf(found) : nullptr) {
+      return given;
+    }
   }
-  const auto list = static_cast<const CK_FUNCTION_LIST_3_0*>(found->pFunctionList);
-  return list->version.major == version.major ? list : nullptr;
+  return nullptr;
 }
 
 /// What the loader has found; a path that does not begin at the root is completed.

@@ -5,8 +5,8 @@ import java.nio.ByteBuffer;
 import velnor.nat.Structure;
 
 /**
- * Memory of a session for the parameters of one kind of operation. A module may read and write a parameter where it was
- * given it until the operation has ended, so it lies here until then, unmoved, and is wiped then. For whoever has the
+ * Memory of a session for the parameters of one kind of operation, or of its messages. A module may read and write a parameter where it was
+ * given it until the operation or the message has ended, so it lies here until then, unmoved, and is wiped then. For whoever has the
  * session's turn.
  */
 final class HeldParameter {
@@ -43,6 +43,16 @@ final class HeldParameter {
                 release();
             }
         }
+    }
+
+    /** Lays out once more what lies here, with what the module has written, for a further call; null for nothing. */
+    ByteBuffer again() {
+        if (structure == null) {
+            return null;
+        }
+        structure.takeBack(memory);
+        structure.lay(memory);
+        return memory;
     }
 
     /** Takes over what the module has written by now. */

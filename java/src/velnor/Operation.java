@@ -22,9 +22,9 @@ abstract class Operation implements AutoCloseable {
     /** What the token is given at most of an array at once, where it takes parts: native code copies it. */
     static final int PART = 1 << 16;
     /** How much output may exceed the input, at first: a block and a tag. */
-    private static final int USUAL_EXCESS = 64;
+    static final int USUAL_EXCESS = 64;
     /** What no output exceeds its input by: a token that asks for more is wrong. */
-    private static final int MOST_EXCESS = 1 << 16;
+    static final int MOST_EXCESS = 1 << 16;
 
     /**
      * FAILED is over, but what is left of it in the token has not been taken away yet; it is set before each call of the
@@ -70,6 +70,18 @@ abstract class Operation implements AutoCloseable {
                 KeyTypes.mostInput(mechanism, key));
     }
 
+    /** An operation on messages: their parameters belong to them, so that the mechanism has one only if it wants to. */
+    static Mechanism ofMessages(SessionHandle session, Mechanism mechanism) {
+        session.requireOpen();
+        Objects.requireNonNull(mechanism, "mechanism");
+        return mechanism.parameter() == null ? mechanism : MechanismParameters.check(mechanism);
+    }
+
+    /** An operation whose mechanism has been looked at. */
+    Operation(Mechanism checked, SessionHandle session, OperationKind kind, TokenObject key) {
+        this(session, kind, checked, session.usable(checked, key), KeyTypes.mostInput(checked, key));
+    }
+
     private Operation(SessionHandle session, OperationKind kind, Mechanism mechanism, long key, int mostInput) {
         this.session = session;
         this.kind = kind;
@@ -109,6 +121,20 @@ abstract class Operation implements AutoCloseable {
     /** Whether this failure tells the result of an operation that came to its regular end. */
     boolean isVerdict(CryptokiException failure) {
         return false;
+    }
+
+    /** Whether the operation goes on after this failure of a call. */
+    boolean outlives(CryptokiException failure) {
+        return false;
+    }
+
+    /** Whether nothing is left undone, so that the operation has an end of its own and need not be cancelled. */
+    boolean isAtRest() {
+        return false;
+    }
+
+    /** The operation has ended in the token. */
+    void ended() {
     }
 
     // ---- the way in
@@ -304,6 +330,7 @@ abstract class Operation implements AutoCloseable {
         if (parameter != null) {
             parameter.release();
         }
+        ended();
         stage = Stage.ENDED;
     }
 
@@ -315,7 +342,9 @@ abstract class Operation implements AutoCloseable {
             return;
         }
         try {
-            if (failure instanceof CryptokiException && isVerdict((CryptokiException) failure)) {
+            if (failure instanceof CryptokiException && outlives((CryptokiException) failure)) {
+                stage = Stage.STARTED;
+            } else if (failure instanceof CryptokiException && isVerdict((CryptokiException) failure)) {
                 end();
             } else {
                 giveUp();
@@ -331,7 +360,8 @@ abstract class Operation implements AutoCloseable {
      */
     private void giveUp() {
         stage = Stage.FAILED;
-        if (!isCancelled() && !hasEnded(false)) {
+        boolean atRest = isAtRest();
+        if (!(atRest && hasEnded(false)) && !isCancelled() && (atRest || !hasEnded(false))) {
             hasEnded(true);
         }
         end();
@@ -464,7 +494,7 @@ abstract class Operation implements AutoCloseable {
         }
     }
 
-    private static byte[] beginning(byte[] out, int len) {
+    static byte[] beginning(byte[] out, int len) {
         if (len == out.length) {
             return out;
         }
@@ -483,6 +513,12 @@ abstract class Operation implements AutoCloseable {
     final BufferOverflowException overflow() {
         stage = Stage.STARTED;
         return new BufferOverflowException();
+    }
+
+    /** Tells that a call has no place here; the operation goes on as if it had not come. */
+    final IllegalStateException misplaced(String text) {
+        stage = Stage.STARTED;
+        return new IllegalStateException(text);
     }
 
     // ---- input in parts

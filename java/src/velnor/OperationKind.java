@@ -11,7 +11,16 @@ enum OperationKind {
     VERIFICATION(Function.VERIFY_INIT, Function.VERIFY, Function.VERIFY_UPDATE, Function.VERIFY_FINAL, CKF.VERIFY),
     /** In one part only, as is its counterpart. */
     RECOVERABLE_SIGNATURE(Function.SIGN_RECOVER_INIT, Function.SIGN_RECOVER, null, null, CKF.SIGN_RECOVER),
-    RECOVERY(Function.VERIFY_RECOVER_INIT, Function.VERIFY_RECOVER, null, null, CKF.VERIFY_RECOVER);
+    RECOVERY(Function.VERIFY_RECOVER_INIT, Function.VERIFY_RECOVER, null, null, CKF.VERIFY_RECOVER),
+    // Those of messages go on until they are ended, whatever the messages have been.
+    MESSAGE_ENCRYPTION(Function.MESSAGE_ENCRYPT_INIT, Function.ENCRYPT_MESSAGE, Function.ENCRYPT_MESSAGE_NEXT,
+            Function.MESSAGE_ENCRYPT_FINAL, CKF.MESSAGE_ENCRYPT),
+    MESSAGE_DECRYPTION(Function.MESSAGE_DECRYPT_INIT, Function.DECRYPT_MESSAGE, Function.DECRYPT_MESSAGE_NEXT,
+            Function.MESSAGE_DECRYPT_FINAL, CKF.MESSAGE_DECRYPT),
+    MESSAGE_SIGNATURE(Function.MESSAGE_SIGN_INIT, Function.SIGN_MESSAGE, Function.SIGN_MESSAGE_NEXT,
+            Function.MESSAGE_SIGN_FINAL, CKF.MESSAGE_SIGN),
+    MESSAGE_VERIFICATION(Function.MESSAGE_VERIFY_INIT, Function.VERIFY_MESSAGE, Function.VERIFY_MESSAGE_NEXT,
+            Function.MESSAGE_VERIFY_FINAL, CKF.MESSAGE_VERIFY);
 
     static final int COUNT = values().length;
 

@@ -971,6 +971,50 @@ public final class Session implements AutoCloseable {
     }
 
     /**
+     * Prepares the encryption of any number of messages. It begins in the token with its first call.
+     *
+     * @param mechanism the mechanism, without a parameter: each message has one
+     * @param key the key
+     * @return the operation
+     */
+    public MessageEncryptor messageEncryptor(Mechanism mechanism, TokenObject key) {
+        return new MessageEncryptor(handle, mechanism, key);
+    }
+
+    /**
+     * Prepares the decryption of any number of messages. It begins in the token with its first call.
+     *
+     * @param mechanism the mechanism, without a parameter: each message has one
+     * @param key the key
+     * @return the operation
+     */
+    public MessageDecryptor messageDecryptor(Mechanism mechanism, TokenObject key) {
+        return new MessageDecryptor(handle, mechanism, key);
+    }
+
+    /**
+     * Prepares the signatures of any number of messages. It begins in the token with its first call.
+     *
+     * @param mechanism the mechanism
+     * @param key the key
+     * @return the operation
+     */
+    public MessageSigner messageSigner(Mechanism mechanism, TokenObject key) {
+        return new MessageSigner(handle, mechanism, key);
+    }
+
+    /**
+     * Prepares the verification of any number of messages. It begins in the token with its first call.
+     *
+     * @param mechanism the mechanism
+     * @param key the key
+     * @return the operation
+     */
+    public MessageVerifier messageVerifier(Mechanism mechanism, TokenObject key) {
+        return new MessageVerifier(handle, mechanism, key);
+    }
+
+    /**
      * Prepares an encryption in one part or several. It begins in the token with its first call.
      *
      * @param mechanism the mechanism

@@ -41,7 +41,7 @@ final class SessionHandle {
      */
     private final Operation[] running = new Operation[OperationKind.COUNT];
     /** Where their parameters lie, whoever has forgotten the operations themselves; for whoever has the turn. */
-    private final HeldParameter[] parameters = new HeldParameter[OperationKind.COUNT];
+    private final HeldParameter[] parameters = new HeldParameter[2 * OperationKind.COUNT];
 
     private SessionHandle(TokenSlot slot, LoadedModule module) {
         this.slot = slot;
@@ -184,12 +184,19 @@ final class SessionHandle {
 
     /** Where the parameter of this kind of operation lies; for whoever has the turn. */
     HeldParameter parameter(OperationKind kind) {
-        HeldParameter parameter = parameters[kind.ordinal()];
-        if (parameter == null) {
-            parameter = new HeldParameter();
-            parameters[kind.ordinal()] = parameter;
+        return parameter(kind.ordinal());
+    }
+
+    /** Where the parameter of the message lies that an operation of this kind is at; for whoever has the turn. */
+    HeldParameter message(OperationKind kind) {
+        return parameter(OperationKind.COUNT + kind.ordinal());
+    }
+
+    private HeldParameter parameter(int place) {
+        if (parameters[place] == null) {
+            parameters[place] = new HeldParameter();
         }
-        return parameter;
+        return parameters[place];
     }
 
     /** Wipes the parameters that operations have left when the session ended in the module, and nobody is inside. */

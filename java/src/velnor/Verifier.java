@@ -11,7 +11,8 @@ import velnor.nat.NativeFunctions;
  */
 public final class Verifier extends CollectingOperation {
     private static final Set<Integer> NOT_VALID = Set.of(CKR.SIGNATURE_INVALID, CKR.SIGNATURE_LEN_RANGE);
-    private static final Set<String> LAST_FUNCTIONS = Set.of("J_Verify", "J_VerifyFinal", "J_VerifyRecover");
+    private static final Set<String> LAST_FUNCTIONS = Set.of("J_Verify", "J_VerifyFinal", "J_VerifyRecover",
+            "J_VerifyMessage", "J_VerifyMessageNext");
 
     /** The rest of the data, and the signature that is to be valid for all of it. */
     private static final class Signed {

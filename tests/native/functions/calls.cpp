@@ -242,6 +242,64 @@ void addMechanisms(Made& made) {
   }
 }
 
+void addMessages(Made& made) {
+  const std::string parameterTold = " parameter=16:\"secret parameter\"";
+  const std::string aadTold = " in=\"secret aad\"";
+  for (const std::string& function : functionsOf("message")) {
+    made.addLong(function, "message", kSessionTold + parameterTold + aadTold + kInTold + kOutTold, lengthOf(function),
+                 outWith(function), [](Arguments& a) {
+                   return NATIVE(message)(
+                       a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("parameter", aParameter(a)),
+                       a.bytes("aad", a.sized("secret aad")), a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff,
+                       a.length(kInLen), a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+                 });
+  }
+  for (const std::string& function : functionsOf("messageBegin")) {
+    made.add(function, kSessionTold + parameterTold + aadTold, [](Arguments& a) {
+      return NATIVE(messageBegin)(a.jni, nullptr, a.module, a.index, kSession,
+                                  a.directBuffer("parameter", aParameter(a)), a.bytes("aad", a.sized("secret aad")));
+    });
+  }
+  for (const std::string& function : functionsOf("messagePart")) {
+    made.addLong(function, "messagePart", kSessionTold + parameterTold + kInTold + kOutTold + kFlagsTold,
+                 lengthOf(function), outWith(function), [](Arguments& a) {
+                   return NATIVE(messagePart)(
+                       a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("parameter", aParameter(a)),
+                       a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                       a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen), kFlags);
+                 });
+  }
+  for (const std::string& function : functionsOf("signedBegin")) {
+    made.add(function, kSessionTold + parameterTold, [](Arguments& a) {
+      return NATIVE(signedBegin)(a.jni, nullptr, a.module, a.index, kSession,
+                                 a.directBuffer("parameter", aParameter(a)));
+    });
+  }
+  made.addLong("C_SignMessage", "signMessage", kSessionTold + parameterTold + kInTold + kOutTold,
+               lengthOf("C_SignMessage"), outWith("C_SignMessage"), [](Arguments& a) {
+                 return NATIVE(signMessage)(
+                     a.jni, nullptr, a.module, a.index, kSession, a.directBuffer("parameter", aParameter(a)),
+                     a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                     a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+               });
+  made.addLong("C_SignMessageNext", "signPart", kSessionTold + parameterTold + kInTold + kOutTold,
+               lengthOf("C_SignMessageNext"), outWith("C_SignMessageNext"), [](Arguments& a) {
+                 return NATIVE(signPart)(a.jni, nullptr, a.module, a.index, kSession,
+                                         a.directBuffer("parameter", aParameter(a)),
+                                         a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                                         a.bytes("out", a.sized(kOut, kOutOff, kOutLen)), kOutOff, a.length(kOutLen));
+               });
+
+  for (const std::string& function : functionsOf("verifyMessage")) {
+    made.add(function, kSessionTold + parameterTold + kInTold + " in=\"secret signature\"", [](Arguments& a) {
+      return NATIVE(verifyMessage)(a.jni, nullptr, a.module, a.index, kSession,
+                                   a.directBuffer("parameter", aParameter(a)),
+                                   a.bytes("in", a.sized(kIn, kInOff, kInLen)), kInOff, a.length(kInLen),
+                                   a.bytes("signature", a.sized("secret signature")));
+    });
+  }
+}
+
 void addObjects(Made& made) {
   made.add(
       "C_CreateObject", kSessionTold + kTemplateTold + " number",
@@ -324,6 +382,7 @@ const std::vector<Call>& calls() {
     addSessions(made);
     addBytes(made);
     addMechanisms(made);
+    addMessages(made);
     addObjects(made);
     addKeys(made);
     return made.all;

@@ -3,12 +3,22 @@
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <sys/mman.h>
 #include <unistd.h>
 
 using namespace functions;
 
 namespace {
+
+bool isOfVersion3(const std::string& function) {
+  static const std::set<std::string> names = {
+#define X(name) #name,
+#include "../module/functions_3_0.inc"
+#undef X
+  };
+  return names.count(function) != 0;
+}
 
 /// A function list that ends right before memory that nobody can read.
 class EdgeOfMemory {
@@ -329,7 +339,7 @@ TEST_F(FunctionsModulesTest, AModuleHasWhatItsListHas) {
   list.name = nullptr;                                                                                                 \
   EXPECT_FALSE(has(id, #name)) << #name;                                                                               \
   for (const Line& line : lines()) {                                                                                   \
-    if (line.function != #name && line.function != "C_LoginUser" && line.function != "C_SessionCancel") {              \
+    if (line.function != #name && !isOfVersion3(line.function)) {              \
       EXPECT_TRUE(has(id, line.function)) << line.function << " without " << #name;                                    \
     }                                                                                                                  \
   }                                                                                                                    \
@@ -361,7 +371,7 @@ TEST_F(FunctionsModulesTest, NothingIsReadBehindAnOlderList) {
     module.list(edge.list());
     const jlong id = load(module.path());
     for (const Line& line : lines()) {
-      const bool isThere = line.function != "C_LoginUser" && line.function != "C_SessionCancel" &&
+      const bool isThere = !isOfVersion3(line.function) &&
                            (row.hasWaitForSlotEvent || line.function != "C_WaitForSlotEvent");
       EXPECT_EQ(has(id, line.function), isThere) << line.function;
       EXPECT_EQ(answerOfCall(line.function, id), isThere ? 0 : jint(CKR_FUNCTION_NOT_SUPPORTED)) << line.function;
@@ -463,6 +473,146 @@ TEST_F(FunctionsInterfacesTest, EmptyEntriesOfVersion3AreNotCalled) {
   EXPECT_TRUE(has(id, "C_SessionCancel"));
   EXPECT_EQ(answerOfCall("C_LoginUser", id), jint(CKR_FUNCTION_NOT_SUPPORTED));
   EXPECT_EQ(answerOfCall("C_SessionCancel", id), 0);
+}
+
+// --- Which list of version 3 -----------------------------------------------------------------------------------------
+
+/// A list of a version, of which every call tells that it is of that one.
+struct VersionedList {
+  explicit VersionedList(CK_VERSION version) : list(puppet::functions()) { list.version = version; }
+
+  puppet::FunctionList list;
+  char behind[200] = {};  ///< what later versions have there
+};
+
+class FunctionsVersionsTest : public FunctionsModulesTest {
+protected:
+  static CK_UTF8CHAR* name(const char* text) {
+    static std::vector<std::string> texts;
+    static const bool isReserved = (texts.reserve(1000), true);
+    EXPECT_TRUE(isReserved);
+    texts.emplace_back(text);
+    return reinterpret_cast<CK_UTF8CHAR*>(texts.back().data());
+  }
+  /// Lists are static: modules stay loaded.
+  static VersionedList& listOf(CK_BYTE major, CK_BYTE minor) {
+    static std::map<std::pair<CK_BYTE, CK_BYTE>, VersionedList> lists;
+    return lists.try_emplace({major, minor}, CK_VERSION{major, minor}).first->second;
+  }
+  static CK_INTERFACE standard(CK_BYTE major, CK_BYTE minor, CK_FLAGS flags = 0) {
+    return {name("PKCS 11"), &listOf(major, minor).list, flags};
+  }
+
+  /// A module of version 2.40 that has these interfaces; which of them it gives for a version is up to the standard.
+  jlong loadWith(const std::vector<CK_INTERFACE>& interfaces, bool tellsList) {
+    puppet::Module module(copy(modules::kPuppetWithInterfaces));
+    static CK_FUNCTION_LIST list = puppet::functions();
+    list.version = {2, 40};
+    module.list(list);
+    static std::vector<CK_INTERFACE> kept;
+    kept = interfaces;
+    module.interface([](CK_UTF8CHAR_PTR pName, CK_VERSION_PTR pVersion, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) {
+      for (CK_INTERFACE& one : kept) {
+        const auto* const version = static_cast<CK_VERSION*>(one.pFunctionList);
+        const bool isNamed = one.pInterfaceName != nullptr && std::strcmp(reinterpret_cast<char*>(one.pInterfaceName),
+                                                                          reinterpret_cast<char*>(pName)) == 0;
+        if (isNamed && version != nullptr &&
+            (pVersion == nullptr || (version->major == pVersion->major && version->minor == pVersion->minor))) {
+          *ppInterface = &one;
+          return CKR_OK;
+        }
+      }
+      return CKR_ARGUMENTS_BAD;
+    });
+    if (tellsList) {
+      module.interfaces([](CK_INTERFACE_PTR pInterfaces, CK_ULONG_PTR pulCount) {
+        const CK_ULONG room = *pulCount;
+        *pulCount = kept.size();
+        if (pInterfaces != nullptr && room >= kept.size()) {
+          std::copy(kept.begin(), kept.end(), pInterfaces);
+        }
+        return pInterfaces == nullptr || room >= kept.size() ? CKR_OK : CKR_BUFFER_TOO_SMALL;
+      });
+    }
+    return load(module.path());
+  }
+
+  /// The list of these that is used; {0, 0} for none.
+  std::string used(jlong id) {
+    for (const CK_BYTE minor : {CK_BYTE(0), CK_BYTE(1), CK_BYTE(2), CK_BYTE(9)}) {
+      VersionedList& one = listOf(3, minor);
+      const auto kept = one.list.C_LoginUser;
+      one.list.C_LoginUser = nullptr;
+      const bool isThisOne = !has(id, "C_LoginUser");
+      one.list.C_LoginUser = kept;
+      if (isThisOne && has(id, "C_LoginUser")) {
+        return "3." + std::to_string(minor);
+      }
+    }
+    return has(id, "C_LoginUser") ? "another" : "none";
+  }
+};
+
+TEST_F(FunctionsVersionsTest, TheNewestOfVersion3IsUsed) {
+  for (const bool tellsList : {true, false}) {
+    SCOPED_TRACE(tellsList);
+    EXPECT_EQ(used(loadWith({standard(3, 0)}, tellsList)), "3.0");
+    EXPECT_EQ(used(loadWith({standard(3, 1)}, tellsList)), "3.1");
+    EXPECT_EQ(used(loadWith({standard(3, 2, CKF_INTERFACE_FORK_SAFE)}, tellsList)), "3.2");
+    EXPECT_EQ(used(loadWith({standard(2, 40), standard(3, 2)}, tellsList)), "3.2");
+    EXPECT_EQ(used(loadWith({standard(3, 0), standard(3, 2), standard(3, 1)}, tellsList)), "3.2");
+  }
+}
+
+TEST_F(FunctionsVersionsTest, AVersionThatCameLaterIsUsedWhenItIsTold) {
+  EXPECT_EQ(used(loadWith({standard(3, 2), standard(3, 9)}, true)), "3.9");
+}
+
+TEST_F(FunctionsVersionsTest, WhatIsNotTheStandardsIsLeftAlone) {
+  const CK_INTERFACE vendors = {name("Vendor 11"), &listOf(3, 9).list, 0};
+  const CK_INTERFACE longer = {name("PKCS 11 of ours"), &listOf(3, 9).list, 0};
+  const CK_INTERFACE nameless = {nullptr, &listOf(3, 9).list, 0};
+  const CK_INTERFACE empty = {name("PKCS 11"), nullptr, 0};
+  for (const bool tellsList : {true, false}) {
+    SCOPED_TRACE(tellsList);
+    EXPECT_EQ(used(loadWith({vendors, longer, nameless, empty}, tellsList)), "none");
+    EXPECT_EQ(used(loadWith({vendors, longer, nameless, empty, standard(3, 1)}, tellsList)), "3.1");
+    EXPECT_EQ(used(loadWith({standard(0, 0), standard(255, 255), standard(4, 0), standard(2, 255)}, tellsList)),
+              "none");
+    EXPECT_EQ(used(loadWith({standard(255, 255), standard(3, 0), standard(4, 0)}, tellsList)), "3.0");
+    EXPECT_EQ(used(loadWith({}, tellsList)), "none");
+  }
+}
+
+TEST_F(FunctionsVersionsTest, ListsOfInterfacesThatLie) {
+  const struct {
+    const char* what;
+    CK_RV (*answers)(CK_INTERFACE_PTR, CK_ULONG_PTR);
+  } rows[] = {
+      {"more than there was room for",
+       [](CK_INTERFACE_PTR, CK_ULONG_PTR pulCount) -> CK_RV {
+         *pulCount = ~CK_ULONG(0);
+         return CKR_OK;
+       }},
+      {"too many",
+       [](CK_INTERFACE_PTR, CK_ULONG_PTR pulCount) -> CK_RV {
+         *pulCount = 1000;
+         return CKR_BUFFER_TOO_SMALL;
+       }},
+      {"an exception", [](CK_INTERFACE_PTR, CK_ULONG_PTR) -> CK_RV { throw 5; }},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.what);
+    puppet::Module module(copy(modules::kPuppetWithInterfaces));
+    module.list(puppet::functions());
+    module.interfaces(row.answers);
+    module.interface([](CK_UTF8CHAR_PTR, CK_VERSION_PTR pVersion, CK_INTERFACE_PTR_PTR ppInterface, CK_FLAGS) {
+      static CK_INTERFACE interface = standard(3, 1);
+      *ppInterface = &interface;
+      return pVersion->minor == 1 ? CKR_OK : CKR_ARGUMENTS_BAD;
+    });
+    EXPECT_EQ(used(load(module.path())), "3.1");
+  }
 }
 
 }  // namespace

@@ -13,6 +13,7 @@ namespace {
 
 std::function<CK_RV(CK_FUNCTION_LIST_PTR_PTR)> getFunctionList;
 std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> getInterface;
+std::function<CK_RV(CK_INTERFACE_PTR, CK_ULONG_PTR)> getInterfaceList;
 std::function<CK_RV(CK_LONG, CK_VOID_PTR)> setCallBack;
 
 CK_RV callSetCallBack(CK_LONG kind, CK_VOID_PTR callback) {
@@ -26,6 +27,10 @@ CK_RV callGetFunctionList(CK_FUNCTION_LIST_PTR_PTR ppFunctionList) {
 CK_RV callGetInterface(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVersion, CK_INTERFACE_PTR_PTR ppInterface,
                        CK_FLAGS flags) {
   return getInterface(pInterfaceName, pVersion, ppInterface, flags);
+}
+
+CK_RV callGetInterfaceList(CK_INTERFACE_PTR pInterfacesList, CK_ULONG_PTR pulCount) {
+  return getInterfaceList(pInterfacesList, pulCount);
 }
 
 template <typename Hook>
@@ -42,8 +47,7 @@ FunctionList made() {
   list.version = {3, 0};
 #define X(name) Entry<&FunctionList::name>::hang(list, #name);
 #include "../module/functions.inc"
-  X(C_LoginUser)
-  X(C_SessionCancel)
+#include "../module/functions_3_0.inc"
 #undef X
   return list;
 }
@@ -111,11 +115,19 @@ void Teller::bytes(CK_BYTE_PTR at, CK_ULONG length) {
   line_ += " in=" + (at == nullptr ? "null:" + text::length(length) : scripted::input(at, length, false));
 }
 
+void Teller::parameter(CK_VOID_PTR at, CK_ULONG length) {
+  line_ += " parameter=" + text::length(length) + ":" + scripted::input(at, length, false);
+}
+
 void Teller::label(CK_BYTE_PTR at) {
   line_ += " label=" + scripted::input(at, 32, false);
 }
 
 void Teller::room(CK_BYTE_PTR at, CK_ULONG_PTR length) {
+  if (length == nullptr) {
+    line_ += " room=none";
+    return;
+  }
   line_ += (at == nullptr ? " room=null:" : " room=") + text::length(*length);
   const std::string out = output(function_, answer.size);
   if (at != nullptr) {
@@ -183,6 +195,11 @@ void Module::list(std::function<CK_RV(CK_FUNCTION_LIST_PTR_PTR)> answers) {
 void Module::interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers) {
   getInterface = std::move(answers);
   hang(handle_, "puppet_get_interface", callGetInterface);
+}
+
+void Module::interfaces(std::function<CK_RV(CK_INTERFACE_PTR, CK_ULONG_PTR)> answers) {
+  getInterfaceList = std::move(answers);
+  hang(handle_, "puppet_get_interface_list", callGetInterfaceList);
 }
 
 void Module::callback(std::function<CK_RV(CK_LONG, CK_VOID_PTR)> answers) {

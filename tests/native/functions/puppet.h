@@ -75,6 +75,9 @@ public:
           room(argument, std::get<kNext>(arguments));
           tell<At + 2>(arguments);
         }
+      } else if constexpr (isParameter<At, Arguments>()) {
+        parameter(argument, std::get<kNext>(arguments));
+        tell<At + 2>(arguments);
       } else if constexpr (std::is_same_v<Argument, CK_MECHANISM_PTR>) {
         mechanism(argument);
         tell<kNext>(arguments);
@@ -96,6 +99,17 @@ public:
   CK_RV end() const;
 
 private:
+  /// A pointer with its length beside it.
+  template <std::size_t At, typename Arguments>
+  static constexpr bool isParameter() {
+    if constexpr (At + 1 < std::tuple_size_v<Arguments>) {
+      return std::is_same_v<std::tuple_element_t<At, Arguments>, CK_VOID_PTR> &&
+             std::is_same_v<std::tuple_element_t<At + 1, Arguments>, CK_ULONG>;
+    } else {
+      return false;
+    }
+  }
+  void parameter(CK_VOID_PTR at, CK_ULONG length);
   void value(CK_ULONG number) { line_ += " " + hex(number); }
   void mechanism(CK_MECHANISM_PTR at);
   void attributes(CK_ATTRIBUTE_PTR at, CK_ULONG count);
@@ -179,6 +193,8 @@ public:
   }
   /// What C_GetInterface answers.
   void interface(std::function<CK_RV(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS)> answers);
+  /// What C_GetInterfaceList answers.
+  void interfaces(std::function<CK_RV(CK_INTERFACE_PTR, CK_ULONG_PTR)> answers);
   /// What C_SetCallBack does.
   void callback(std::function<CK_RV(CK_LONG, CK_VOID_PTR)> answers);
 

@@ -11,6 +11,8 @@ extern "C" {
 EXPORTED CK_RV (*puppet_get_function_list)(CK_FUNCTION_LIST_PTR_PTR) = nullptr;
 EXPORTED CK_RV (*puppet_get_interface)(CK_UTF8CHAR_PTR, CK_VERSION_PTR, CK_INTERFACE_PTR_PTR, CK_FLAGS) = nullptr;
 
+EXPORTED CK_RV (*puppet_get_interface_list)(CK_INTERFACE_PTR, CK_ULONG_PTR) = nullptr;
+
 EXPORTED CK_RV C_GetFunctionList(CK_FUNCTION_LIST_PTR_PTR ppFunctionList) {
   return puppet_get_function_list == nullptr ? CKR_FUNCTION_FAILED : puppet_get_function_list(ppFunctionList);
 }
@@ -20,6 +22,11 @@ EXPORTED CK_RV C_GetInterface(CK_UTF8CHAR_PTR pInterfaceName, CK_VERSION_PTR pVe
                               CK_FLAGS flags) {
   return puppet_get_interface == nullptr ? CKR_FUNCTION_FAILED
                                          : puppet_get_interface(pInterfaceName, pVersion, ppInterface, flags);
+}
+
+EXPORTED CK_RV C_GetInterfaceList(CK_INTERFACE_PTR pInterfacesList, CK_ULONG_PTR pulCount) {
+  return puppet_get_interface_list == nullptr ? CKR_FUNCTION_FAILED
+                                              : puppet_get_interface_list(pInterfacesList, pulCount);
 }
 #endif
 

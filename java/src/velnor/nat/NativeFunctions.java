@@ -247,7 +247,8 @@ public final class NativeFunctions {
      *
      * @param module the module's id
      * @param function {@code C_CloseSession}, {@code C_CloseAllSessions} (the number is the slot), {@code C_Logout},
-     *        {@code C_GetFunctionStatus}, {@code C_CancelFunction} or {@code C_FindObjectsFinal}
+     *        {@code C_GetFunctionStatus}, {@code C_CancelFunction}, {@code C_FindObjectsFinal} or
+     *        one of the four that end messages
      * @param number the session, or the slot
      * @return the answer
      */
@@ -432,8 +433,7 @@ public final class NativeFunctions {
      * Functions that begin an operation with a key.
      *
      * @param module the module's id
-     * @param function {@code C_EncryptInit}, {@code C_DecryptInit}, {@code C_SignInit}, {@code C_SignRecoverInit}, {@code
-     *        C_VerifyInit} or {@code C_VerifyRecoverInit}
+     * @param function {@code C_EncryptInit}, {@code C_DecryptInit}, {@code C_SignInit}, {@code C_SignRecoverInit}, {@code C_VerifyInit}, {@code C_VerifyRecoverInit} or one of the four of messages
      * @param session the session
      * @param mechanism the mechanism type
      * @param parameter the parameter as a {@link Structure} in a direct buffer that is kept, or null
@@ -442,6 +442,122 @@ public final class NativeFunctions {
      */
     public static native int keyedInit(long module, int function, long session, long mechanism, ByteBuffer parameter,
             long key);
+
+    // --- Functions by their shapes: functions_messages.cpp
+
+    /**
+     * Functions that encrypt or decrypt a message. The parameter of a message is held as that of an operation, until the
+     * message has ended.
+     *
+     * @param module the module's id
+     * @param function {@code C_EncryptMessage} or {@code C_DecryptMessage}
+     * @param session the session
+     * @param parameter the message's parameter as a {@link Structure} in a direct buffer that is kept, or null
+     * @param aad the data that is authenticated and not encrypted, or null
+     * @param in the array that has the input, or null
+     * @param inOff where it begins
+     * @param inLen how many bytes it has
+     * @param out the array that receives the output; null asks for the length
+     * @param outOff where the output goes
+     * @param outLen how much room there is
+     * @return how many bytes of output there are, or a failure
+     */
+    public static native long message(long module, int function, long session, ByteBuffer parameter, byte[] aad,
+            byte[] in, int inOff, int inLen, byte[] out, int outOff, int outLen);
+
+    /**
+     * Functions that begin to encrypt or decrypt a message of several parts.
+     *
+     * @param module the module's id
+     * @param function {@code C_EncryptMessageBegin} or {@code C_DecryptMessageBegin}
+     * @param session the session
+     * @param parameter the message's parameter as a {@link Structure} in a direct buffer that is kept, or null
+     * @param aad the data that is authenticated and not encrypted, or null
+     * @return the answer
+     */
+    public static native int messageBegin(long module, int function, long session, ByteBuffer parameter, byte[] aad);
+
+    /**
+     * Functions that encrypt or decrypt a part of a message.
+     *
+     * @param module the module's id
+     * @param function {@code C_EncryptMessageNext} or {@code C_DecryptMessageNext}
+     * @param session the session
+     * @param parameter the message's parameter, laid anew into the same buffer
+     * @param in the array that has the part, or null
+     * @param inOff where it begins
+     * @param inLen how many bytes it has
+     * @param out the array that receives the output; null asks for the length
+     * @param outOff where the output goes
+     * @param outLen how much room there is
+     * @param flags {@code CKF_END_OF_MESSAGE} for the last part, else 0
+     * @return how many bytes of output there are, or a failure
+     */
+    public static native long messagePart(long module, int function, long session, ByteBuffer parameter, byte[] in,
+            int inOff, int inLen, byte[] out, int outOff, int outLen, long flags);
+
+    /**
+     * Functions that begin to sign or verify a message of several parts.
+     *
+     * @param module the module's id
+     * @param function {@code C_SignMessageBegin} or {@code C_VerifyMessageBegin}
+     * @param session the session
+     * @param parameter the message's parameter as a {@link Structure} in a direct buffer that is kept, or null
+     * @return the answer
+     */
+    public static native int signedBegin(long module, int function, long session, ByteBuffer parameter);
+
+    /**
+     * {@code C_SignMessage}.
+     *
+     * @param module the module's id
+     * @param function {@code C_SignMessage}
+     * @param session the session
+     * @param parameter the message's parameter as a {@link Structure} in a direct buffer that is kept, or null
+     * @param in the array that has the message, or null
+     * @param inOff where it begins
+     * @param inLen how many bytes it has
+     * @param out the array that receives the signature; null asks for the length
+     * @param outOff where the signature goes
+     * @param outLen how much room there is
+     * @return how many bytes the signature has, or a failure
+     */
+    public static native long signMessage(long module, int function, long session, ByteBuffer parameter, byte[] in,
+            int inOff, int inLen, byte[] out, int outOff, int outLen);
+
+    /**
+     * {@code C_SignMessageNext}.
+     *
+     * @param module the module's id
+     * @param function {@code C_SignMessageNext}
+     * @param session the session
+     * @param parameter the message's parameter, laid anew into the same buffer
+     * @param in the array that has the part, or null
+     * @param inOff where it begins
+     * @param inLen how many bytes it has
+     * @param out the array that receives the signature; null when this is not the last part
+     * @param outOff where the signature goes
+     * @param outLen how much room there is
+     * @return how many bytes the signature has, or a failure
+     */
+    public static native long signPart(long module, int function, long session, ByteBuffer parameter, byte[] in,
+            int inOff, int inLen, byte[] out, int outOff, int outLen);
+
+    /**
+     * Functions that verify a message, or a part of it.
+     *
+     * @param module the module's id
+     * @param function {@code C_VerifyMessage} or {@code C_VerifyMessageNext}
+     * @param session the session
+     * @param parameter the message's parameter; for a part laid anew into the same buffer
+     * @param in the array that has the message or the part, or null
+     * @param inOff where it begins
+     * @param inLen how many bytes it has
+     * @param signature the signature; null for a part that is not the last one
+     * @return the answer
+     */
+    public static native int verifyMessage(long module, int function, long session, ByteBuffer parameter, byte[] in,
+            int inOff, int inLen, byte[] signature);
 
     // --- Functions by their shapes: functions_objects.cpp
 

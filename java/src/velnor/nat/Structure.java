@@ -257,10 +257,13 @@ public final class Structure {
      */
     public void takeBack(ByteBuffer memory) {
         if (comesBack) {
-            memory.duplicate().clear().position(HEAD).get(bytes(), HEAD, size);
-            ByteBuffer taken = ByteBuffer.wrap(bytes).order(ByteOrder.LITTLE_ENDIAN);
+            long[] targets = new long[pointerCount];
             for (int i = 0; i < pointerCount; i++) {
-                taken.putLong(HEAD + pointers[i], block.getLong(pointers[i]));
+                targets[i] = block.getLong(pointers[i]);
+            }
+            memory.duplicate().clear().position(HEAD).get(block.array(), 0, size);
+            for (int i = 0; i < pointerCount; i++) {
+                block.putLong(pointers[i], targets[i]);
             }
         }
     }
@@ -272,7 +275,9 @@ public final class Structure {
      * @return the number; for a pointer the offset of what it points to, or -1
      */
     public long getLong(int at) {
-        return ByteBuffer.wrap(bytes()).order(ByteOrder.LITTLE_ENDIAN).getLong(HEAD + within(at, WORD));
+        within(at, WORD);
+        return bytes == null ? block.getLong(at)
+                : ByteBuffer.wrap(bytes).order(ByteOrder.LITTLE_ENDIAN).getLong(HEAD + at);
     }
 
     /**
@@ -284,7 +289,8 @@ public final class Structure {
      */
     public byte[] getBytes(int at, int count) {
         within(at, count);
-        return Arrays.copyOfRange(bytes(), HEAD + at, HEAD + at + count);
+        int from = bytes == null ? at : HEAD + at;
+        return Arrays.copyOfRange(bytes == null ? block.array() : bytes, from, from + count);
     }
 
     /**

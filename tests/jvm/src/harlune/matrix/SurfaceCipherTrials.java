@@ -3,11 +3,16 @@ package harlune.matrix;
 import static harlune.token.Bytes.bytes;
 import static harlune.token.Bytes.first;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
+import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 
+import java.nio.ByteBuffer;
 import java.security.GeneralSecurityException;
 import java.security.spec.AlgorithmParameterSpec;
 import java.security.spec.MGF1ParameterSpec;
+import java.util.Arrays;
+import java.util.HashSet;
+import java.util.Set;
 
 import javax.crypto.Cipher;
 import javax.crypto.spec.GCMParameterSpec;
@@ -18,11 +23,17 @@ import javax.crypto.spec.SecretKeySpec;
 
 import velnor.CKM;
 import velnor.CryptokiException;
+import velnor.Inside;
 import velnor.Mechanism;
+import velnor.MessageDecryptor;
+import velnor.MessageEncryptor;
 import velnor.TokenObject;
+import velnor.nat.Function;
 import velnor.params.CTRParams;
+import velnor.params.GCMMessageParams;
 import velnor.params.GCMParams;
 import velnor.params.OAEPParams;
+import velnor.params.VectorGenerator;
 
 /** Encryption and decryption, each checked by the JDK. */
 final class SurfaceCipherTrials extends SurfaceTrials {
@@ -33,6 +44,7 @@ final class SurfaceCipherTrials extends SurfaceTrials {
     private static final byte[] BLOCKS = bytes(64);
     private static final byte[] DATA = bytes(50);
     private static final int RSA_SIZE = 256;
+    private static final Mechanism MESSAGE_GCM = new Mechanism(CKM.AES_GCM);
 
     /** A mechanism and what the JDK calls the same. */
     private record Mode(String row, String name, Mechanism mechanism, String transformation,
@@ -70,6 +82,10 @@ final class SurfaceCipherTrials extends SurfaceTrials {
             trial(mode.row, mode.name + " encrypts", () -> encrypted(mode));
             trial(mode.row, mode.name + " decrypts", () -> decrypted(mode));
         }
+        trial(MESSAGES, "encrypted", this::messagesEncrypted);
+        trial(MESSAGES, "encrypted with the token's vector", this::messagesEncryptedWithItsVector);
+        trial(MESSAGES, "encrypted in parts", this::messageEncryptedInParts);
+        trial(MESSAGES, "decrypted", this::messagesDecrypted);
         trial(OAEP, "encrypts", this::encryptedByRsa);
         trial(OAEP, "decrypts", this::decryptedByRsa);
     }
@@ -86,6 +102,97 @@ final class SurfaceCipherTrials extends SurfaceTrials {
         if (mode.row.equals(AES_GCM)) {
             encrypted[0] ^= 1;
             assertThrows(CryptokiException.class, () -> session.decrypt(mode.mechanism, key, encrypted), "forged");
+        }
+    }
+
+    // ---- messages: several under one key, each with a vector and a tag of its own
+
+    private boolean haveMessages() {
+        boolean they = Inside.has(session, Function.ENCRYPT_MESSAGE);
+        if (!they) {
+            nothing("no such function");
+        }
+        return they;
+    }
+
+    private static byte[] vector(int n) {
+        byte[] vector = NONCE.clone();
+        vector[0] = (byte) n;
+        return vector;
+    }
+
+    private static byte[] byJdk(int direction, byte[] vector, byte[] input) throws GeneralSecurityException {
+        Cipher cipher = Cipher.getInstance("AES/GCM/NoPadding");
+        cipher.init(direction, new SecretKeySpec(KEY, "AES"), new GCMParameterSpec(128, vector));
+        cipher.updateAAD(AAD);
+        return cipher.doFinal(input);
+    }
+
+    private static void assertEncrypted(GCMMessageParams params, byte[] encrypted) throws GeneralSecurityException {
+        byte[] together = ByteBuffer.allocate(DATA.length + 16).put(encrypted).put(params.tag()).array();
+        assertArrayEquals(DATA, byJdk(Cipher.DECRYPT_MODE, params.iv(), together));
+    }
+
+    private void messagesEncrypted() throws GeneralSecurityException {
+        if (haveMessages()) {
+            TokenObject key = secretKey("AES", KEY);
+            try (MessageEncryptor encryptor = session.messageEncryptor(MESSAGE_GCM, key)) {
+                for (int i = 0; i < 3; i++) {
+                    GCMMessageParams params = new GCMMessageParams(vector(i));
+                    assertEncrypted(params, call(() -> encryptor.encrypt(params, AAD, DATA)));
+                    assertArrayEquals(vector(i), params.iv());
+                }
+            }
+            assertArrayEquals(byJdk(Cipher.ENCRYPT_MODE, NONCE, DATA), session.encrypt(
+                    new Mechanism(CKM.AES_GCM, new GCMParams(NONCE, AAD, 128)), key, DATA));
+        }
+    }
+
+    private void messagesEncryptedWithItsVector() throws GeneralSecurityException {
+        if (haveMessages()) {
+            TokenObject key = secretKey("AES", KEY);
+            Set<ByteBuffer> vectors = new HashSet<>();
+            try (MessageEncryptor encryptor = session.messageEncryptor(MESSAGE_GCM, key)) {
+                for (int i = 0; i < 3; i++) {
+                    GCMMessageParams params = new GCMMessageParams(new byte[12], 32, VectorGenerator.COUNTER, 128);
+                    assertEncrypted(params, call(() -> encryptor.encrypt(params, AAD, DATA)));
+                    vectors.add(ByteBuffer.wrap(params.iv()));
+                }
+            }
+            assertEquals(3, vectors.size());
+        }
+    }
+
+    private void messageEncryptedInParts() throws GeneralSecurityException {
+        if (haveMessages()) {
+            TokenObject key = secretKey("AES", KEY);
+            GCMMessageParams params = new GCMMessageParams(NONCE);
+            try (MessageEncryptor encryptor = session.messageEncryptor(MESSAGE_GCM, key)) {
+                run(() -> encryptor.begin(params, AAD));
+                ByteBuffer encrypted = ByteBuffer.allocate(DATA.length);
+                encrypted.put(call(() -> encryptor.update(first(DATA, 20))));
+                encrypted.put(call(() -> encryptor.finish(Arrays.copyOfRange(DATA, 20, DATA.length))));
+                assertEncrypted(params, encrypted.array());
+            }
+        }
+    }
+
+    private void messagesDecrypted() throws GeneralSecurityException {
+        if (haveMessages()) {
+            TokenObject key = secretKey("AES", KEY);
+            try (MessageDecryptor decryptor = session.messageDecryptor(MESSAGE_GCM, key)) {
+                for (int i = 0; i < 3; i++) {
+                    byte[] together = byJdk(Cipher.ENCRYPT_MODE, vector(i), DATA);
+                    byte[] encrypted = first(together, DATA.length);
+                    byte[] tag = Arrays.copyOfRange(together, DATA.length, together.length);
+                    byte[] vector = vector(i);
+                    assertArrayEquals(DATA, call(() -> decryptor.decrypt(new GCMMessageParams(vector, tag), AAD,
+                            encrypted)));
+                    tag[0] ^= 1;
+                    assertThrows(CryptokiException.class, () -> decryptor.decrypt(new GCMMessageParams(vector, tag), AAD,
+                            encrypted), "forged");
+                }
+            }
         }
     }
 

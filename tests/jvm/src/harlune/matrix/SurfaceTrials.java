@@ -23,6 +23,7 @@ abstract class SurfaceTrials extends Trials {
     static final String AES_CBC = "AES-CBC";
     static final String AES_CTR = "AES-CTR";
     static final String AES_GCM = "AES-GCM";
+    static final String MESSAGES = "Messages, AES-GCM";
     static final String HMAC = "HMAC";
     static final String PSS = "RSA-PSS";
     static final String OAEP = "OAEP with SHA-256";
@@ -39,8 +40,8 @@ abstract class SurfaceTrials extends Trials {
     static final String SESSION_CANCEL = "`C_SessionCancel`";
 
     /** In the order of the table. */
-    static final List<String> ROWS = List.of(AES_CBC, AES_CTR, AES_GCM, HMAC, PSS, OAEP, EDDSA, ECDH, AES_KEY_WRAP,
-            RSA_WRAPPING, EC_POINTS, LONG_CERTIFICATES, ISSUERS, WIDE_SESSIONS, THREADS, RESERVED_TEXT, SESSION_CANCEL);
+    static final List<String> ROWS = List.of(AES_CBC, AES_CTR, AES_GCM, MESSAGES, HMAC, PSS, OAEP, EDDSA, ECDH,
+            AES_KEY_WRAP, RSA_WRAPPING, EC_POINTS, LONG_CERTIFICATES, ISSUERS, WIDE_SESSIONS, THREADS, RESERVED_TEXT, SESSION_CANCEL);
 
     protected final OpenToken token;
     protected TokenSlot slot;
