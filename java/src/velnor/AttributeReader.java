@@ -1,6 +1,7 @@
 package velnor;
 
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 import java.util.function.IntFunction;
 
@@ -61,6 +62,16 @@ final class AttributeReader {
             inner = null;
         }
 
+        /** What was read goes to nobody, when another attribute has failed. */
+        void wipe() {
+            if (read != null && read.uncopiedValue() instanceof byte[]) {
+                Arrays.fill((byte[]) read.uncopiedValue(), (byte) 0);
+            }
+            if (inner != null) {
+                inner.forEach(Wanted::wipe);
+            }
+        }
+
         /** The room that is needed for all that is known. */
         long room() {
             long room = Math.max(length, 0);
@@ -86,6 +97,21 @@ final class AttributeReader {
         for (long type : types) {
             all.add(new Wanted(type));
         }
+        boolean done = false;
+        try {
+            readAll(all);
+            done = true;
+        } finally {
+            if (!done) {
+                all.forEach(Wanted::wipe);
+            }
+        }
+        List<Attribute> read = new ArrayList<>();
+        all.forEach(wanted -> read.add(wanted.read));
+        return read;
+    }
+
+    private void readAll(List<Wanted> all) {
         List<Wanted> open = new ArrayList<>(all);
         for (int round = 0; round < ROUNDS && !open.isEmpty(); round++) {
             if (open.size() > 1 && !oneByOne && open.stream().mapToLong(Wanted::room).sum() <= MOST_BYTES) {
@@ -98,9 +124,6 @@ final class AttributeReader {
         if (!open.isEmpty()) {
             throw mistaken(open.get(0), "never has the length that the module told a moment ago");
         }
-        List<Attribute> read = new ArrayList<>();
-        all.forEach(wanted -> read.add(wanted.read));
-        return read;
     }
 
     private void together(List<Wanted> batch) {
@@ -233,8 +256,12 @@ final class AttributeReader {
         } else if (wanted.kind == AttributeKind.TEMPLATE) {
             takeTemplate(structure, wanted, (int) length, level);
         } else {
-            wanted.read = new Attribute(wanted.type,
-                    wanted.kind.value(structure.getBytes(wanted.roomAt, (int) length)));
+            byte[] bytes = structure.getBytes(wanted.roomAt, (int) length);
+            try {
+                wanted.read = new Attribute(wanted.type, wanted.kind.value(bytes));
+            } finally {
+                Arrays.fill(bytes, (byte) 0);
+            }
         }
     }
 

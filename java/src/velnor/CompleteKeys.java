@@ -46,6 +46,19 @@ final class CompleteKeys {
      * @throws IllegalArgumentException when the key would not be complete
      */
     static void checkTemplate(Attribute... template) {
+        check(true, template);
+    }
+
+    /**
+     * Checks a template that a key is to be unwrapped or derived with, which says a part of what the key is to be.
+     *
+     * @throws IllegalArgumentException when the key would not be complete
+     */
+    static void checkParts(Attribute... template) {
+        check(false, template);
+    }
+
+    private static void check(boolean whole, Attribute... template) {
         Map<Integer, Attribute> given = new HashMap<>();
         for (Attribute attribute : template) {
             given.put(attribute.type(), attribute);
@@ -53,7 +66,7 @@ final class CompleteKeys {
         int[] required = required(number(given, CKA.CLASS), number(given, CKA.KEY_TYPE));
         for (int type : required) {
             Attribute attribute = given.get(type);
-            if (attribute == null || attribute.availability() != Availability.PRESENT) {
+            if (attribute == null ? whole : attribute.availability() != Availability.PRESENT) {
                 throw new IllegalArgumentException("The key to be created is not complete: " + CKA.name(type) + " is "
                         + (attribute == null ? "missing" : "empty"));
             }

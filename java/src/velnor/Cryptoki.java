@@ -62,7 +62,8 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     /**
-     * Loads and initialises a module, with {@link OpenOptions#DEFAULT}.
+     * Loads and initialises a module, with {@link OpenOptions#DEFAULT}. The path's own bytes are used, also where they
+     * are no characters.
      *
      * @param module the module's file
      * @return the open module
@@ -71,7 +72,7 @@ public final class Cryptoki implements AutoCloseable {
      * @throws UnsatisfiedLinkError when the native library is not found; its message lists where it was looked for
      */
     public static Cryptoki open(Path module) {
-        return open(module.toAbsolutePath().toString());
+        return open(ModuleName.of(module), OpenOptions.DEFAULT);
     }
 
     /**
@@ -99,11 +100,11 @@ public final class Cryptoki implements AutoCloseable {
      * @throws UnsatisfiedLinkError when the native library is not found; its message lists where it was looked for
      */
     public static Cryptoki open(String module, OpenOptions options) {
-        Objects.requireNonNull(module, "module");
+        return open(ModuleName.of(module), options);
+    }
+
+    private static Cryptoki open(ModuleName module, OpenOptions options) {
         Objects.requireNonNull(options, "options");
-        if (module.isEmpty() || module.indexOf('\0') >= 0) {
-            throw new IllegalArgumentException("The module's file name is empty or has a zero in it");
-        }
         NativeLibrary.load();
         Cryptoki cryptoki = new Cryptoki(LoadedModule.open(module, options));
         synchronized (opened) {

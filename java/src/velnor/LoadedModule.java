@@ -1,6 +1,5 @@
 package velnor;
 
-import java.nio.charset.Charset;
 import java.nio.charset.StandardCharsets;
 import java.time.Duration;
 import java.util.ArrayList;
@@ -75,7 +74,7 @@ final class LoadedModule {
         this.id = id;
         this.concurrent = concurrent;
         byte[] text = new byte[TEXT_BYTES];
-        path = new String(text, 0, Math.min(NativeFunctions.path(id, text), text.length), fileNames());
+        path = new String(text, 0, Math.min(NativeFunctions.path(id, text), text.length), ModuleName.encoding());
     }
 
     /**
@@ -83,7 +82,7 @@ final class LoadedModule {
      *
      * @throws IllegalStateException when it is open already
      */
-    static LoadedModule open(String name, OpenOptions options) {
+    static LoadedModule open(ModuleName name, OpenOptions options) {
         long id = load(name);
         boolean refusedToFinish;
         synchronized (initialized) {
@@ -115,14 +114,9 @@ final class LoadedModule {
         }
     }
 
-    private static Charset fileNames() {
-        String encoding = System.getProperty("sun.jnu.encoding");
-        return encoding == null ? StandardCharsets.UTF_8 : Charset.forName(encoding);
-    }
-
-    private static long load(String name) {
+    private static long load(ModuleName name) {
         byte[] text = new byte[TEXT_BYTES];
-        long result = NativeFunctions.load(name.getBytes(fileNames()), text);
+        long result = NativeFunctions.load(name.bytes(), text);
         if (result >= 0) {
             return result;
         }

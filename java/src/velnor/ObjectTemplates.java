@@ -13,6 +13,7 @@ import java.security.interfaces.RSAPrivateCrtKey;
 import java.security.interfaces.RSAPrivateKey;
 import java.security.interfaces.RSAPublicKey;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.Collection;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -130,10 +131,14 @@ public final class ObjectTemplates {
         if (value == null || value.length == 0) {
             throw new IllegalArgumentException("The key cannot be exported");
         }
-        List<Attribute> template = begin(CKO.SECRET_KEY);
-        add(template, CKA.KEY_TYPE, secretType(key.getAlgorithm().toUpperCase(Locale.ROOT), value.length));
-        add(template, CKA.VALUE, value);
-        return with(template, more);
+        try {
+            List<Attribute> template = begin(CKO.SECRET_KEY);
+            add(template, CKA.KEY_TYPE, secretType(key.getAlgorithm().toUpperCase(Locale.ROOT), value.length));
+            add(template, CKA.VALUE, value);
+            return with(template, more);
+        } finally {
+            Arrays.fill(value, (byte) 0);
+        }
     }
 
     private static int secretType(String algorithm, int length) {

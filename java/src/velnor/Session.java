@@ -372,45 +372,61 @@ public final class Session implements AutoCloseable {
      * @param random the array
      * @param off where the part begins
      * @param len how many bytes it has
-     * @throws CryptokiException when the token has no generator ({@code CKR_RANDOM_NO_RNG})
+     * @throws CryptokiException when the token has no generator ({@code CKR_RANDOM_NO_RNG}); the part is blank then
      */
     public void random(byte[] random, int off, int len) {
         Objects.checkFromIndexSize(off, len, random.length);
-        handle.<Void>call((module, session) -> {
-            for (int done = 0; done < len; done += RANDOM_PART) {
-                Answers.require(Function.GENERATE_RANDOM, NativeFunctions.fill(module,
-                        Function.GENERATE_RANDOM.index(), session, random, off + done,
-                        Math.min(RANDOM_PART, len - done)));
+        boolean filled = false;
+        try {
+            handle.<Void>call((module, session) -> {
+                for (int done = 0; done < len; done += RANDOM_PART) {
+                    Answers.require(Function.GENERATE_RANDOM, NativeFunctions.fill(module,
+                            Function.GENERATE_RANDOM.index(), session, random, off + done,
+                            Math.min(RANDOM_PART, len - done)));
+                }
+                return null;
+            });
+            filled = true;
+        } finally {
+            if (!filled) {
+                Arrays.fill(random, off, off + len, (byte) 0);
             }
-            return null;
-        });
+        }
     }
 
     /**
      * Fills a buffer with random bytes. A direct one is filled where it lies.
      *
      * @param random what remains in it is filled; nothing remains afterwards
-     * @throws CryptokiException when the token has no generator ({@code CKR_RANDOM_NO_RNG})
+     * @throws CryptokiException when the token has no generator ({@code CKR_RANDOM_NO_RNG}); the buffer stands where it
+     *         stood then, and what remains in it is blank
      */
     public void random(ByteBuffer random) {
-        if (!random.isDirect()) {
-            byte[] bytes = random(random.remaining());
-            random.put(bytes);
-            Arrays.fill(bytes, (byte) 0);
-            return;
-        }
         if (random.isReadOnly()) {
             throw new java.nio.ReadOnlyBufferException();
         }
-        handle.<Void>call((module, session) -> {
-            while (random.hasRemaining()) {
-                int size = Math.min(RANDOM_PART, random.remaining());
-                Answers.require(Function.GENERATE_RANDOM, NativeFunctions.fillDirect(module,
-                        Function.GENERATE_RANDOM.index(), session, random, random.position(), size));
-                random.position(random.position() + size);
+        int begin = random.position();
+        boolean filled = false;
+        try {
+            if (random.hasArray()) {
+                random(random.array(), random.arrayOffset() + begin, random.remaining());
+            } else {
+                handle.<Void>call((module, session) -> {
+                    for (int at = begin; at < random.limit(); at += RANDOM_PART) {
+                        Answers.require(Function.GENERATE_RANDOM, NativeFunctions.fillDirect(module,
+                                Function.GENERATE_RANDOM.index(), session, random, at,
+                                Math.min(RANDOM_PART, random.limit() - at)));
+                    }
+                    return null;
+                });
             }
-            return null;
-        });
+            filled = true;
+            random.position(random.limit());
+        } finally {
+            for (int at = begin; !filled && at < random.limit(); at++) {
+                random.put(at, (byte) 0);
+            }
+        }
     }
 
     /**
@@ -506,6 +522,7 @@ public final class Session implements AutoCloseable {
      * @param wrapped the wrapped key
      * @param template what the key is to be
      * @return the key
+     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; it is destroyed then
      */
     public TokenObject unwrapKey(Mechanism mechanism, TokenObject unwrappingKey, byte[] wrapped,
             Attribute... template) {
@@ -522,6 +539,7 @@ public final class Session implements AutoCloseable {
      * @param len how many bytes it has
      * @param template what the key is to be
      * @return the key
+     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; it is destroyed then
      */
     public TokenObject unwrapKey(Mechanism mechanism, TokenObject unwrappingKey, byte[] wrapped, int off, int len,
             Attribute... template) {
@@ -530,8 +548,10 @@ public final class Session implements AutoCloseable {
         long unwrapping = handle.usable(mechanism, unwrappingKey);
         Structure laidOut = Templates.structure(template);
         try (Parameter parameter = Parameter.of(mechanism)) {
+            CompleteKeys.checkParts(template);
             TokenObject key = made(Function.UNWRAP_KEY, (module, session, made) -> NativeFunctions.unwrapKey(module,
                     session, mechanism.type(), parameter.bytes(), unwrapping, wrapped, off, len, laidOut.bytes(), made));
+            requireComplete(key);
             parameter.takeBack();
             return key;
         } finally {
@@ -548,18 +568,37 @@ public final class Session implements AutoCloseable {
      * @param template what the key is to be
      * @return the key; for a mechanism that makes several keys an object that is none
      * @throws CryptokiException when the token refuses
+     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; it is destroyed then
      */
     public TokenObject deriveKey(Mechanism mechanism, TokenObject baseKey, Attribute... template) {
         MechanismParameters.check(mechanism);
         long base = handle.usable(mechanism, baseKey);
         Structure laidOut = Templates.structure(template);
         try (Parameter parameter = Parameter.of(mechanism)) {
+            CompleteKeys.checkParts(template);
             TokenObject key = made(Function.DERIVE_KEY, (module, session, made) -> NativeFunctions.deriveKey(module,
                     session, mechanism.type(), parameter.bytes(), base, laidOut.bytes(), made));
+            if (key.handle() != CK.INVALID_HANDLE) {
+                requireComplete(key);
+            }
             parameter.takeBack();
             return key;
         } finally {
             laidOut.wipe();
+        }
+    }
+
+    /** Destroys a new key that is not complete: what is left of it could be used by others. */
+    private static void requireComplete(TokenObject key) {
+        try {
+            key.requireComplete();
+        } catch (RuntimeException e) {
+            try {
+                key.destroy();
+            } catch (RuntimeException staysThere) {
+                e.addSuppressed(staysThere);
+            }
+            throw e;
         }
     }
 

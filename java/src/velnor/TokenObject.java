@@ -33,7 +33,7 @@ public final class TokenObject {
     private volatile List<Attribute> identity;
     /** How long the modulus has turned out to be; null until it is asked. */
     private volatile OptionalInt modulusLength;
-    /** Whether the object was looked at, and nothing was missing. */
+    /** Whether the object was looked at since it was changed, and nothing was missing. */
     private volatile boolean complete;
 
     TokenObject(Session session, long handle) {
@@ -305,6 +305,7 @@ public final class TokenObject {
      */
     public void set(Attribute... attributes) {
         Structure template = Templates.structure(attributes);
+        complete = false;
         try {
             Answers.require(Function.SET_ATTRIBUTE_VALUE,
                     session.attributes(Function.SET_ATTRIBUTE_VALUE, handle, template.bytes()));

@@ -4,27 +4,23 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import harlune.support.ChildJvm;
+import harlune.support.HeapDump;
 import harlune.support.ScriptedModule;
 
-import java.lang.management.ManagementFactory;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Locale;
 import java.util.Map;
-import java.util.Random;
 import java.util.Set;
 import java.util.TreeMap;
 import java.util.function.Consumer;
 
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
-
-import com.sun.management.HotSpotDiagnosticMXBean;
 
 import velnor.Attribute;
 import velnor.CKA;
@@ -55,16 +51,6 @@ class HeapSecretsTest {
     private static final List<Object> KEPT = new ArrayList<>();
     private static final String UNWIPED = "what the program has not wiped";
 
-    /** Secrets that no class file holds: each byte is computed. */
-    private static byte[] secret(int seed, int length) {
-        Random random = new Random(seed);
-        byte[] secret = new byte[length];
-        for (int i = 0; i < length; i++) {
-            secret[i] = (byte) ('a' + random.nextInt(26));
-        }
-        return secret;
-    }
-
     private static char[] characters(byte[] ascii) {
         char[] characters = new char[ascii.length];
         for (int i = 0; i < ascii.length; i++) {
@@ -78,7 +64,7 @@ class HeapSecretsTest {
     }
 
     private static byte[] secret(String name) {
-        return secret(NAMES.indexOf(name) + 1, name.contains("long") ? LONG : SHORT);
+        return HeapDump.secret(NAMES.indexOf(name) + 1, name.contains("long") ? LONG : SHORT);
     }
 
     private static void refused(Runnable call) {
@@ -167,37 +153,25 @@ class HeapSecretsTest {
         Session session = cryptoki.slotsWithToken().get(0).openSession();
         work(session);
         byte[] control = UNWIPED.toUpperCase(Locale.ROOT).getBytes(StandardCharsets.UTF_8);
-        ManagementFactory.getPlatformMXBean(HotSpotDiagnosticMXBean.class).dumpHeap(arguments[0], false);
+        HeapDump.write(arguments[0]);
         System.exit(control.length > 0 ? 0 : 1);
-    }
-
-    private static int count(byte[] dump, byte[] wanted) {
-        int count = 0;
-        for (int at = 0; at + wanted.length <= dump.length; at++) {
-            if (dump[at] == wanted[0] && Arrays.equals(dump, at, at + wanted.length, wanted, 0, wanted.length)) {
-                count++;
-            }
-        }
-        return count;
     }
 
     @Test
     void nothingIsLeft(@TempDir Path directory) throws Exception {
         Path file = directory.resolve("heap.hprof");
-        ChildJvm.End end = ChildJvm.run(List.of("-XX:+UseSerialGC", "-Xmn64m", "-Xmx128m"), HeapSecretsTest.class,
-                file.toString());
+        ChildJvm.End end = ChildJvm.run(HeapDump.OPTIONS, HeapSecretsTest.class, file.toString());
         assertEquals(0, end.status(), end.told());
-        byte[] dump = Files.readAllBytes(file);
         Map<String, Integer> expected = new TreeMap<>();
-        Map<String, Integer> found = new TreeMap<>();
+        Map<String, byte[]> wanted = new TreeMap<>();
         for (String name : NAMES) {
             byte[] beginning = Arrays.copyOf(secret(name), SHORT);
-            String text = new String(beginning, StandardCharsets.US_ASCII);
-            found.put(name, count(dump, beginning) + count(dump, text.getBytes(StandardCharsets.UTF_16BE))
-                    + count(dump, text.getBytes(StandardCharsets.UTF_16LE)));
+            wanted.put(name, beginning);
             expected.put(name, IN_ATTRIBUTES.contains(name) ? 1 : 0);
         }
+        wanted.put(UNWIPED, UNWIPED.toUpperCase(Locale.ROOT).getBytes(StandardCharsets.UTF_8));
+        Map<String, Integer> found = HeapDump.read(file).counts(wanted);
+        assertTrue(found.remove(UNWIPED) > 0);
         assertEquals(expected, found);
-        assertTrue(count(dump, UNWIPED.toUpperCase(Locale.ROOT).getBytes(StandardCharsets.UTF_8)) > 0);
     }
 }

@@ -257,7 +257,9 @@ class SessionTest {
     void aDerivedKeysHandleArrivesWhole(long handle) {
         ScriptedModule.answer("C_DeriveKey CKR_OK handle=0x" + Long.toHexString(handle));
         assertEquals(handle, session.deriveKey(EXTRACT, key).handle());
-        assertEquals(1, ScriptedModule.journal().size(), ScriptedModule.journal()::toString);
+        // Nothing is searched for; what the key is, is asked.
+        assertEquals(List.of("C_DeriveKey", "C_GetAttributeValue", "C_GetAttributeValue"),
+                ScriptedModule.journal().stream().map(line -> line.split(" ")[0]).toList());
     }
 
     @Test

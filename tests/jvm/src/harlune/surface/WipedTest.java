@@ -5,20 +5,28 @@ import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 
+import harlune.support.ScriptedModule;
+
 import java.io.ByteArrayInputStream;
 import java.io.IOException;
 import java.io.InputStream;
 import java.io.OutputStream;
 import java.lang.reflect.Constructor;
 import java.lang.reflect.Method;
+import java.nio.ByteBuffer;
+import java.nio.ReadOnlyBufferException;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 
+import javax.crypto.SecretKey;
+
 import org.junit.jupiter.api.Test;
 
+import velnor.CryptokiException;
 import velnor.Decryptor;
 import velnor.Encryptor;
+import velnor.ObjectTemplates;
 
 /** Arrays that the surface made for itself are blank when it is done with them. */
 class WipedTest extends ScriptedOperations {
@@ -111,6 +119,60 @@ class WipedTest extends ScriptedOperations {
         close.invoke(pin);
         assertAllBlank(1);
         assertEquals("p\u00EFn", new String(characters), "the caller's own array stays as it is");
+    }
+
+    /** The second part fails. */
+    @Test
+    void randomBytesThatAreNotWhole() {
+        int length = 100_000;
+        byte[] array = new byte[length + 2];
+        array[0] = array[length + 1] = 'x';
+        ByteBuffer heap = ByteBuffer.wrap(new byte[length]).position(1);
+        ByteBuffer direct = ByteBuffer.allocateDirect(length).put((byte) 'x');
+        List<Runnable> all = List.of(() -> session.random(array, 1, length), () -> session.random(heap),
+                () -> session.random(direct));
+        for (Runnable random : all) {
+            ScriptedModule.answer("C_GenerateRandom");
+            ScriptedModule.answer("C_GenerateRandom CKR_DEVICE_ERROR");
+            assertThrows(CryptokiException.class, random::run);
+        }
+        assertEquals('x', array[0]);
+        assertEquals('x', array[length + 1]);
+        seen.add(Arrays.copyOfRange(array, 1, length + 1));
+        for (ByteBuffer buffer : List.of(heap, direct)) {
+            assertEquals(1, buffer.position());
+            byte[] rest = new byte[buffer.remaining()];
+            buffer.get(rest);
+            seen.add(rest);
+        }
+        assertAllBlank(3);
+        assertThrows(ReadOnlyBufferException.class, () -> session.random(ByteBuffer.allocate(1).asReadOnlyBuffer()));
+    }
+
+    @Test
+    void whatAKeyWasExportedAs() {
+        SecretKey key = new SecretKey() {
+            @Override
+            public String getAlgorithm() {
+                return "AES";
+            }
+
+            @Override
+            public String getFormat() {
+                return "RAW";
+            }
+
+            @Override
+            public byte[] getEncoded() {
+                byte[] encoded = new byte[16];
+                Arrays.fill(encoded, (byte) 's');
+                seen.add(encoded);
+                return encoded;
+            }
+        };
+        byte[] value = ObjectTemplates.of(key)[2].bytesValue();
+        assertAllBlank(1);
+        assertEquals('s', value[0]);
     }
 
     @Test
