@@ -220,10 +220,13 @@ protected:
       made.emplace();
       file = made->copy(modules::kScripted, "searched-module.so");
       made->write("searched-module.so.conf", "DsPinIsCNSPin=true");
-      setenv("LD_LIBRARY_PATH", made->path().c_str(), 1);
+      mkfifo((*made / "pipe-module.so").c_str(), 0600);
+      std::filesystem::create_directory(made->path() / "empty");
+      setenv("LD_LIBRARY_PATH", (*made / "empty:" + made->path().string()).c_str(), 1);
       unset = true;
     } else {
-      file = std::string(std::getenv("LD_LIBRARY_PATH")) + "/searched-module.so";
+      const std::string searched = std::getenv("LD_LIBRARY_PATH");
+      file = searched.substr(searched.find(':') + 1) + "/searched-module.so";
     }
   }
   ~SearchedModuleTest() override {
@@ -245,6 +248,14 @@ TEST_F(SearchedModuleTest, BareNameIsSearchedForAndGetsItsFullPath) {
     std::_Exit(good ? 0 : 1);
   };
   EXPECT_EXIT(loadBareName(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST_F(SearchedModuleTest, WhatTheLoaderWouldHangOnIsLookedForInEveryDirectory) {
+  const auto look = [] {
+    const char* const hindrance = whyNotToLoad("pipe-module.so");
+    std::_Exit(hindrance != nullptr && std::strcmp(hindrance, "it is not a regular file") == 0 ? 0 : 1);
+  };
+  EXPECT_EXIT(look(), ::testing::ExitedWithCode(0), "");
 }
 
 TEST_F(SearchedModuleTest, ConfigurationLiesBesideTheFileThatWasFound) {
