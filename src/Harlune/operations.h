@@ -82,13 +82,15 @@ inline constexpr unsigned kMostAttempts = 1000;
 /// Calls the module with a buffer of whatever length it asks for, and makes the new Java array.
 template <typename Call>
 jbyteArray growIntoNewArray(JNIEnv* env, Buffer& output, CK_ULONG length, const char* refused, Call&& call) {
-  CK_RV Rv = CKR_OK;
-  unsigned attempts = 0;
-  do {
+  bool isEnough = false;
+  for (unsigned attempt = 1; !isEnough; ++attempt) {
     resize(output, length);
-    Rv = call(output.bytes, &length);
-  } while (Rv == CKR_BUFFER_TOO_SMALL && length != 0 && ++attempts < kMostAttempts);
-  requireOk(Rv);
+    const CK_RV Rv = call(output.bytes, &length);
+    isEnough = Rv != CKR_BUFFER_TOO_SMALL;
+    if (isEnough || length == 0 || attempt == kMostAttempts) {
+      requireOk(Rv);
+    }
+  }
   return newByteArray(env, output, length, refused);
 }
 
