@@ -58,9 +58,9 @@ enum CipherAlgorithm {
         return !isRsa() && this != AES_GCM;
     }
 
-    /** Whether the input must come to whole blocks. */
+    /** Whether the mechanism works on whole blocks, but for the end where it pads that. */
     boolean takesWholeBlocks() {
-        return this == AES_ECB || this == AES_CBC;
+        return this == AES_ECB || this == AES_CBC || this == AES_CBC_PAD;
     }
 
     boolean isPadded() {
