@@ -46,6 +46,13 @@ final class Algorithms {
         addKeyPairs(all, "EdDSA", CKK.EC_EDWARDS, CKM.EC_EDWARDS_KEY_PAIR_GEN, "Ed25519");
         addKeyPairs(all, "XDH", CKK.EC_MONTGOMERY, CKM.EC_MONTGOMERY_KEY_PAIR_GEN, "X25519");
         addSignatures(all);
+        addCiphers(all);
+        addMacs(all);
+        addSecretKeys(all);
+        addAgreement(all, "ECDH", "EC", CKK.EC);
+        addAgreement(all, "XDH", "XDH", CKK.EC_MONTGOMERY, "X25519", "X448");
+        all.add(new Algorithm("SecureRandom", "PKCS11", List.of(), Set.of(), TokenRandom.class, Token::hasRandom,
+                TokenRandom::new));
         ALL = Collections.unmodifiableList(all);
     }
 
@@ -59,6 +66,47 @@ final class Algorithms {
                 token -> new TokenKeyPairGenerator(token, kind, mechanism)));
         all.add(new Algorithm("KeyFactory", kind, aliases, Set.of(), TokenKeyFactory.class,
                 token -> token.usesKeysOf(keyType), token -> new TokenKeyFactory(token, kind)));
+    }
+
+    private static void addCiphers(List<Algorithm> all) {
+        for (CipherAlgorithm algorithm : CipherAlgorithm.values()) {
+            all.add(new Algorithm("Cipher", algorithm.javaName(),
+                    algorithm == CipherAlgorithm.RSA_PKCS1 ? List.of("RSA") : List.of(),
+                    Set.of(algorithm.keyAlgorithm()), TokenCipher.class,
+                    token -> token.does(CKF.ENCRYPT | CKF.DECRYPT, algorithm.mechanism()),
+                    token -> new TokenCipher(token, algorithm)));
+        }
+    }
+
+    private static void addMacs(List<Algorithm> all) {
+        for (Digest digest : Digest.values()) {
+            String name = "Hmac" + digest.nameInside();
+            all.add(new Algorithm("Mac", name, List.of(), Set.of(name, "Generic"), TokenMac.class,
+                    token -> token.does(CKF.SIGN, digest.hmac()), token -> new TokenMac(token, digest)));
+        }
+    }
+
+    private static void addSecretKeys(List<Algorithm> all) {
+        addSecretKey(all, "AES", CKM.AES_KEY_GEN, 256);
+        for (Digest digest : Digest.values()) {
+            if (digest != Digest.MD5) {
+                addSecretKey(all, "Hmac" + digest.nameInside(), CKM.GENERIC_SECRET_KEY_GEN, 512);
+            }
+        }
+    }
+
+    private static void addSecretKey(List<Algorithm> all, String name, int mechanism, int bits) {
+        all.add(new Algorithm("KeyGenerator", name, List.of(), Set.of(), TokenKeyGenerator.class,
+                token -> token.does(CKF.GENERATE, mechanism),
+                token -> new TokenKeyGenerator(token, name, mechanism, bits)));
+    }
+
+    private static void addAgreement(List<Algorithm> all, String name, String keyAlgorithm, int keyType,
+            String... others) {
+        all.add(new Algorithm("KeyAgreement", name, List.of(others), Set.of(keyAlgorithm), TokenKeyAgreement.class,
+                token -> token.does(CKF.DERIVE, CKM.ECDH1_DERIVE) && (keyType == CKK.EC
+                        || token.does(CKF.GENERATE_KEY_PAIR, CKM.EC_MONTGOMERY_KEY_PAIR_GEN)),
+                token -> new TokenKeyAgreement(token, keyAlgorithm)));
     }
 
     private static void addSignatures(List<Algorithm> all) {

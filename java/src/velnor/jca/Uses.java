@@ -9,6 +9,10 @@ import velnor.CKA;
 
 /** What a new key is good for: everything that the operations of Java do with a key of its kind. */
 final class Uses {
+    /** A key that lives in the token's memory and never leaves it. */
+    static final List<Attribute> KEPT_INSIDE = List.of(new Attribute(CKA.TOKEN, false), new Attribute(CKA.PRIVATE, true),
+            new Attribute(CKA.SENSITIVE, true), new Attribute(CKA.EXTRACTABLE, false));
+
     private Uses() {
     }
 
@@ -32,6 +36,10 @@ final class Uses {
             default:
                 return all(CKA.SIGN);
         }
+    }
+
+    static List<Attribute> ofSecretKey(String algorithm) {
+        return algorithm.equals("AES") ? all(CKA.ENCRYPT, CKA.DECRYPT, CKA.WRAP, CKA.UNWRAP) : all(CKA.SIGN, CKA.VERIFY);
     }
 
     static List<Attribute> ofPublicKey(String algorithm) {

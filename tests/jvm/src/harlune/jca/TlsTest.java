@@ -147,7 +147,7 @@ class TlsTest extends JcaToken {
     @Test
     void aServerWithAnEdwardsKeyWhereTheTokenHasIt() throws Exception {
         if (offers("KeyPairGenerator", "EdDSA")) {
-            serves("EdDSA", "TLSv1.3", "Ed25519");
+            serves("EdDSA", "TLSv1.3", "ed25519");
         }
     }
 
