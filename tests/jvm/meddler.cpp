@@ -1,6 +1,6 @@
-/// Comes between a program and the files that it makes, in front of the C library. MEDDLER is a list of words with commas
-/// between them: `NAME=ERRNO` lets the call fail, `appear` makes somebody else's file in the last moment before a name is
-/// given, `tell` writes the mode of each unfinished file to stderr when it is made.
+/// Comes between a program and the files that it makes, in front of the C library. MEDDLER is a list of words with
+/// commas between them: `NAME=ERRNO` lets the call fail, `appear` makes somebody else's file in the last moment before
+/// a name is given, `tell` writes the mode of each unfinished file to stderr when it is made.
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -63,7 +63,9 @@ int rename(const char* from, const char* to) noexcept {
   return fails("rename") ? -1 : next<int(const char*, const char*)>("rename")(from, to);
 }
 
-int fsync(int file) { return fails("fsync") ? -1 : next<int(int)>("fsync")(file); }
+int fsync(int file) {
+  return fails("fsync") ? -1 : next<int(int)>("fsync")(file);
+}
 
 int chmod(const char* path, mode_t mode) noexcept {
   return fails("chmod") ? -1 : next<int(const char*, mode_t)>("chmod")(path, mode);

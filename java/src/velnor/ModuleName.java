@@ -23,8 +23,8 @@ final class ModuleName {
     /**
      * A name in characters.
      *
-     * @throws IllegalArgumentException when it is empty, has a zero in it, or a character that the encoding of file names
-     *         does not have: in its place another file would be loaded
+     * @throws IllegalArgumentException when it is empty, has a zero in it, or a character that the encoding of file
+     *         names does not have: in its place another file would be loaded
      */
     static ModuleName of(String name) {
         Objects.requireNonNull(name, "module");

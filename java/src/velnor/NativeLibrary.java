@@ -28,7 +28,7 @@ import velnor.nat.NativeFunctions;
  * <li>the directory of {@code velnor.jar};
  * <li>the directories of {@code java.library.path}.
  * </ol>
- * Neither of the second and the third is used where others than this user and root may write the file, or a directory on
+ * Neither the second nor the third is used where others than this user and root may write the file, or a directory on
  * the way to it that is not sticky.
  *
  * <p>Each class loader that has velnor.jar loads a copy of its own, and the state of the native methods exists once in
@@ -173,7 +173,8 @@ public final class NativeLibrary {
         try {
             return Files.createTempDirectory("velnor", only("rwx------"));
         } catch (IOException e) {
-            throw new UnsatisfiedLinkError("no directory can be made in java.io.tmpdir (" + e + ")" + ANOTHER_DIRECTORY);
+            throw new UnsatisfiedLinkError(
+                    "no directory can be made in java.io.tmpdir (" + e + ")" + ANOTHER_DIRECTORY);
         }
     }
 

@@ -522,7 +522,7 @@ public final class Session implements AutoCloseable {
      * @param wrapped the wrapped key
      * @param template what the key is to be
      * @return the key
-     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; it is destroyed then
+     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; none stays on the token
      */
     public TokenObject unwrapKey(Mechanism mechanism, TokenObject unwrappingKey, byte[] wrapped,
             Attribute... template) {
@@ -539,7 +539,7 @@ public final class Session implements AutoCloseable {
      * @param len how many bytes it has
      * @param template what the key is to be
      * @return the key
-     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; it is destroyed then
+     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; none stays on the token
      */
     public TokenObject unwrapKey(Mechanism mechanism, TokenObject unwrappingKey, byte[] wrapped, int off, int len,
             Attribute... template) {
@@ -551,7 +551,7 @@ public final class Session implements AutoCloseable {
             CompleteKeys.checkParts(template);
             TokenObject key = made(Function.UNWRAP_KEY, (module, session, made) -> NativeFunctions.unwrapKey(module,
                     session, mechanism.type(), parameter.bytes(), unwrapping, wrapped, off, len, laidOut.bytes(), made));
-            requireComplete(key);
+            requireComplete(key, template);
             parameter.takeBack();
             return key;
         } finally {
@@ -568,7 +568,7 @@ public final class Session implements AutoCloseable {
      * @param template what the key is to be
      * @return the key; for a mechanism that makes several keys an object that is none
      * @throws CryptokiException when the token refuses
-     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; it is destroyed then
+     * @throws IllegalArgumentException when a key of the standard's has come out incomplete; none stays on the token
      */
     public TokenObject deriveKey(Mechanism mechanism, TokenObject baseKey, Attribute... template) {
         MechanismParameters.check(mechanism);
@@ -579,7 +579,7 @@ public final class Session implements AutoCloseable {
             TokenObject key = made(Function.DERIVE_KEY, (module, session, made) -> NativeFunctions.deriveKey(module,
                     session, mechanism.type(), parameter.bytes(), base, laidOut.bytes(), made));
             if (key.handle() != CK.INVALID_HANDLE) {
-                requireComplete(key);
+                requireComplete(key, template);
             }
             parameter.takeBack();
             return key;
@@ -588,18 +588,27 @@ public final class Session implements AutoCloseable {
         }
     }
 
-    /** Destroys a new key that is not complete: what is left of it could be used by others. */
-    private static void requireComplete(TokenObject key) {
+    /**
+     * Destroys a new key that is not complete where it would stay on the token, for others to use. A session key ends with
+     * the session, unknown to anybody: NSS was seen to corrupt the heap over such keys that were destroyed.
+     */
+    private static void requireComplete(TokenObject key, Attribute... template) {
         try {
             key.requireComplete();
         } catch (RuntimeException e) {
             try {
-                key.destroy();
+                if (Arrays.stream(template).anyMatch(Session::isForTheToken)) {
+                    key.destroy();
+                }
             } catch (RuntimeException staysThere) {
                 e.addSuppressed(staysThere);
             }
             throw e;
         }
+    }
+
+    private static boolean isForTheToken(Attribute attribute) {
+        return attribute.typeCode() == CKA.TOKEN && Boolean.TRUE.equals(attribute.value());
     }
 
     /** A call that makes an object. */

@@ -37,7 +37,8 @@ final class InputOptions {
 
     Input open() throws IOException {
         if (file.equals(STDIN)) {
-            return new Input(new ChannelInput(new FileInputStream(FileDescriptor.in).getChannel()), new ProgressLine(0, progress));
+            return new Input(new ChannelInput(new FileInputStream(FileDescriptor.in).getChannel()),
+                    new ProgressLine(0, progress));
         }
         Path path = Path.of(file);
         InputStream in = new ChannelInput(FileChannel.open(path, StandardOpenOption.READ));

@@ -33,11 +33,12 @@ class InterruptionTest extends TokenCommands {
     }
 
     @ParameterizedTest
-    @CsvSource({"INT, 130", "TERM, 143"})
-    void noHalfFileIsLeft(String signal, int status) throws Exception {
+    @CsvSource({"INT, 130, false", "TERM, 143, true"})
+    void noHalfFileIsLeft(String signal, int status, boolean replacing) throws Exception {
+        List<Path> before = replacing ? List.of(file("encrypted", new byte[0])) : List.of();
         Path err = Files.createTempFile("velnor", ".err");
         Velnor velnor = user("encrypt", "-", "--label", "aes", "--mechanism", "AES_ECB", "--out",
-                path("encrypted"));
+                path("encrypted"), "--force");
         // A test that runs in the background is deaf to the one signal, and its children would be.
         velnor.command().addAll(0, List.of("env", "--default-signal=INT,TERM"));
         Process process = velnor.process().redirectInput(ProcessBuilder.Redirect.PIPE).redirectError(err.toFile())
@@ -52,7 +53,8 @@ class InterruptionTest extends TokenCommands {
             new ProcessBuilder("kill", "-" + signal, Long.toString(process.pid())).start().waitFor();
             assertEquals(status, Velnor.status(process));
         }
-        assertEquals(List.of(), files());
+        assertEquals(before, files());
+        assertTrue(before.stream().allMatch(file -> file.toFile().length() == 0));
         assertEquals("", Files.readString(err));
     }
 

@@ -51,7 +51,7 @@ class UnwrappedKeysTest extends ScriptedOperations {
     /** The class and the type are read, then what such a key must have: the token tells of an empty curve. */
     @Test
     void anIncompleteKeyIsRefusedAndDestroyed() {
-        for (Executable making : makings(curveKey())) {
+        for (Executable making : makings(curveKey(new Attribute(CKA.TOKEN, true)))) {
             ScriptedModule.answer("C_GetAttributeValue");
             ScriptedModule.answer("C_GetAttributeValue");
             ScriptedModule.answer("C_GetAttributeValue CKR_OK length=0");
@@ -62,8 +62,19 @@ class UnwrappedKeysTest extends ScriptedOperations {
     }
 
     @Test
-    void aKeyThatCannotBeDestroyedIsRefusedAllTheSame() {
+    void anIncompleteSessionKeyIsRefusedAndEndsWithItsSession() {
         for (Executable making : makings(curveKey())) {
+            ScriptedModule.answer("C_GetAttributeValue");
+            ScriptedModule.answer("C_GetAttributeValue");
+            ScriptedModule.answer("C_GetAttributeValue CKR_OK length=0");
+            assertThrows(IllegalArgumentException.class, making);
+            assertEquals("C_GetAttributeValue", last(calls()));
+        }
+    }
+
+    @Test
+    void aKeyThatCannotBeDestroyedIsRefusedAllTheSame() {
+        for (Executable making : makings(curveKey(new Attribute(CKA.TOKEN, true)))) {
             ScriptedModule.answer("C_GetAttributeValue");
             ScriptedModule.answer("C_GetAttributeValue");
             ScriptedModule.answer("C_GetAttributeValue CKR_OK length=0");
