@@ -92,12 +92,14 @@ const CK_FUNCTION_LIST_3_0* findList_3_0(void* hModule) {
   return nullptr;
 }
 
-/// What the loader has found; a path that does not begin at the root is completed.
+/// What the loader has found; a path that does not begin at the root is completed. The module stays where it is, even
+/// if it gives itself back to the loader.
 void rememberPath(void* hModule, Module& module) {
   const link_map* map = nullptr;
   if (dlinfo(hModule, RTLD_DI_LINKMAP, &map) != 0 || map->l_name == nullptr) {
     return;
   }
+  keepMapped(map->l_name);
   char* const whole = map->l_name[0] == '/' ? nullptr : realpath(map->l_name, nullptr);
   const char* const path = whole == nullptr ? map->l_name : whole;
   const std::size_t size = std::strlen(path) + 1;

@@ -79,6 +79,10 @@ bool isOfCallbackFamily(const char* library) {
   return marked;
 }
 
+void keepMapped(const char* name) {
+  dlopen(name, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+}
+
 void closeModule() {
   dlclose(hLibModule);
   hLibModule = nullptr;

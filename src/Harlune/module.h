@@ -1,4 +1,5 @@
-/// What other sources ask of the module that is bound: to load and close it, and to hand it the signer PIN's callback.
+/// What other sources ask of the module that is bound: to load and close it, and to hand it the signer PIN's callback;
+/// and what concerns modules of either family.
 #pragma once
 
 #include "harlune.h"
@@ -14,3 +15,7 @@ void installSignerPinCallback(C_SetCallBack_t setCallBack);
 
 /// Whether a module's file name marks the family that asks for the signer PIN through the vendor entry.
 bool isOfCallbackFamily(const char* library);
+
+/// Has the loader keep a library, loaded under this name, for as long as the process lives, however often anybody gives
+/// it back.
+void keepMapped(const char* name);

@@ -12,11 +12,11 @@ CK_ULONG measureSignerPin() {
 }
 
 /// A module keeps the callback for as long as it likes, but a JVM unmaps the library with the class loader that it was
-/// loaded for, unless the loader is told to keep it.
-void keepMapped() {
+/// loaded for.
+void keepCallbackMapped() {
   Dl_info own;
   if (dladdr(reinterpret_cast<void*>(&GetPIN), &own) != 0) {
-    dlopen(own.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    keepMapped(own.dli_fname);
   }
 }
 
@@ -40,7 +40,7 @@ CK_RV GetPIN(CK_CHAR_PTR pPin, CK_ULONG_PTR ulPinLen) {
 void installSignerPinCallback(C_SetCallBack_t setCallBack) {
   explicit_bzero(g_SignerPin, sizeof g_SignerPin);
   if (setCallBack != nullptr) {
-    keepMapped();
+    keepCallbackMapped();
     const CK_RV Rv = setCallBack(0, reinterpret_cast<CK_VOID_PTR>(&GetPIN));
     LogFunction("C_SetCallBack", Rv);  // a module that refuses the callback must not fail the session
   }

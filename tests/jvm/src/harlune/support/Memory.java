@@ -30,16 +30,25 @@ public final class Memory {
 
     /** The resident set in KiB. */
     public static long residentKiB() {
+        return fromStatus("VmRSS:");
+    }
+
+    /** The most that it ever was. */
+    public static long mostResidentKiB() {
+        return fromStatus("VmHWM:");
+    }
+
+    private static long fromStatus(String key) {
         try {
             for (String line : Files.readAllLines(Path.of("/proc/self/status"))) {
-                if (line.startsWith("VmRSS:")) {
+                if (line.startsWith(key)) {
                     return Long.parseLong(line.replaceAll("[^0-9]", ""));
                 }
             }
         } catch (IOException e) {
             return fail(e);
         }
-        return fail("/proc/self/status has no VmRSS");
+        return fail("/proc/self/status has no " + key);
     }
 
     /**
