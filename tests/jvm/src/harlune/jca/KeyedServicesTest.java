@@ -42,6 +42,7 @@ import org.junit.jupiter.api.Test;
 import velnor.Attribute;
 import velnor.CKA;
 import velnor.CKO;
+import velnor.Inside;
 import velnor.ObjectTemplates;
 import velnor.Session;
 
@@ -165,12 +166,18 @@ class KeyedServicesTest extends JcaToken {
     @Test
     void sessionsOfDroppedOperationsAreUsedAgain() throws Exception {
         PrivateKey key = KeyPairGenerator.getInstance("RSA", provider).generateKeyPair().getPrivate();
-        for (int i = 0; i < 50; i++) {
-            Signature dropped = Signature.getInstance("SHA256withRSA", provider);
-            dropped.initSign(key);
-            dropped.update(bytes(10_000));
+        try (Session session = slot.openSession()) {
+            List<Signature> begun = new ArrayList<>();
+            for (int i = 0; i < 50; i++) {
+                Signature signature = Signature.getInstance("SHA256withRSA", provider);
+                signature.initSign(key);
+                signature.update(bytes(10_000));
+                begun.add(signature);
+            }
+            assertTrue(Inside.openSessions(session) > 50);
+            begun.clear();
+            await(() -> Inside.openSessions(session) < 25, "sessions of operations that nobody has");
         }
-        await(() -> slot.tokenInfo().rwSessionCount() < 25, "sessions of operations that nobody has");
     }
 
     @Test
