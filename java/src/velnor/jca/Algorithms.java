@@ -15,6 +15,9 @@ import velnor.jca.SignatureAlgorithm.Scheme;
 final class Algorithms {
     static final List<Algorithm> ALL;
 
+    /** What is offered only where the configuration asks for it. */
+    static final String DIGEST = "MessageDigest";
+
     private static final Map<String, String> SIGNATURE_IDENTIFIERS = Map.ofEntries(
             Map.entry("MD5withRSA", "1.2.840.113549.1.1.4"), Map.entry("SHA1withRSA", "1.2.840.113549.1.1.5"),
             Map.entry("SHA224withRSA", "1.2.840.113549.1.1.14"), Map.entry("SHA256withRSA", "1.2.840.113549.1.1.11"),
@@ -48,6 +51,7 @@ final class Algorithms {
         addSignatures(all);
         addCiphers(all);
         addMacs(all);
+        addDigests(all);
         addSecretKeys(all);
         addAgreement(all, "ECDH", "EC", CKK.EC);
         addAgreement(all, "XDH", "XDH", CKK.EC_MONTGOMERY, "X25519", "X448");
@@ -83,6 +87,15 @@ final class Algorithms {
             String name = "Hmac" + digest.nameInside();
             all.add(new Algorithm("Mac", name, List.of(), Set.of(name, "Generic"), TokenMac.class,
                     token -> token.does(CKF.SIGN, digest.hmac()), token -> new TokenMac(token, digest)));
+        }
+    }
+
+    private static void addDigests(List<Algorithm> all) {
+        for (Digest digest : Digest.values()) {
+            List<String> aliases = digest == Digest.SHA1 ? List.of("SHA", "SHA1", digest.identifier())
+                    : List.of(digest.identifier());
+            all.add(new Algorithm(DIGEST, digest.javaName(), aliases, Set.of(), TokenDigest.class,
+                    token -> token.does(CKF.DIGEST, digest.alone()), token -> new TokenDigest(token, digest)));
         }
     }
 

@@ -116,15 +116,11 @@ final class Configuration {
         return settings.get("name");
     }
 
-    /** Whether digests are to be computed by the token, too. */
-    boolean digests() {
-        return Boolean.parseBoolean(settings.get("digests"));
-    }
-
-    /** Services that are left out, such as {@code Signature.SHA1withRSA}, in lower case. */
-    Set<String> disabledAlgorithms() {
-        return list("disabledAlgorithms").stream().map(name -> name.toLowerCase(Locale.ROOT))
-                .collect(Collectors.toSet());
+    /** Whether a service is left out: digests unless they are wanted, and what the configuration names. */
+    boolean leavesOut(Algorithm algorithm) {
+        return algorithm.type().equals(Algorithms.DIGEST) && !Boolean.parseBoolean(settings.get("digests"))
+                || list("disabledAlgorithms").stream()
+                        .anyMatch((algorithm.type() + '.' + algorithm.name())::equalsIgnoreCase);
     }
 
     /** Whether a mechanism is left out. */

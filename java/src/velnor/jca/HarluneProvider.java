@@ -11,10 +11,7 @@ import java.security.Provider;
 import java.security.ProviderException;
 import java.security.Security;
 import java.util.Arrays;
-import java.util.Collections;
-import java.util.Locale;
 import java.util.Objects;
-import java.util.Set;
 import java.util.function.Predicate;
 
 import javax.security.auth.Subject;
@@ -83,11 +80,11 @@ public final class HarluneProvider extends AuthProvider {
      * @throws CryptokiException when the token does not tell what it can do
      */
     public HarluneProvider(String name, TokenSlot slot) {
-        this(name, slot, mechanism -> false, Collections.emptySet());
+        this(name, slot, mechanism -> false, algorithm -> algorithm.type().equals(Algorithms.DIGEST));
     }
 
     private HarluneProvider(String name, TokenSlot slot, Predicate<Integer> withoutMechanisms,
-            Set<String> withoutAlgorithms) {
+            Predicate<Algorithm> withoutAlgorithms) {
         super(NAME + '-' + Objects.requireNonNull(name, "name"), version(),
                 "The token \"" + slot.tokenInfo().label() + "\" in " + slot);
         token = new Token(slot, withoutMechanisms, new Token.Login() {
@@ -107,8 +104,7 @@ public final class HarluneProvider extends AuthProvider {
             }
         });
         for (Algorithm algorithm : Algorithms.ALL) {
-            String full = (algorithm.type() + '.' + algorithm.name()).toLowerCase(Locale.ROOT);
-            if (algorithm.isOfferedBy(token) && !withoutAlgorithms.contains(full)) {
+            if (algorithm.isOfferedBy(token) && !withoutAlgorithms.test(algorithm)) {
                 putService(new TokenService(this, algorithm, token));
             }
         }
@@ -135,7 +131,7 @@ public final class HarluneProvider extends AuthProvider {
             Configuration configuration = Configuration.read(argument);
             TokenSlot slot = configuration.token();
             String name = configuration.name() != null ? configuration.name() : slot.tokenInfo().label();
-            return new HarluneProvider(name, slot, configuration.isDisabled(), configuration.disabledAlgorithms());
+            return new HarluneProvider(name, slot, configuration.isDisabled(), configuration::leavesOut);
         } catch (IllegalArgumentException e) {
             throw (InvalidParameterException) new InvalidParameterException(e.getMessage()).initCause(e);
         } catch (CryptokiException | IllegalStateException e) {

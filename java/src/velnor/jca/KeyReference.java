@@ -45,10 +45,6 @@ final class KeyReference implements Runnable {
         return present.toArray(new Attribute[0]);
     }
 
-    boolean isStored() {
-        return stored;
-    }
-
     /**
      * Gives the object.
      *

@@ -231,6 +231,11 @@ final class Token {
         try {
             pin = login.pin();
             session.login(UserType.CONTEXT_SPECIFIC, pin);
+        } catch (CryptokiException e) {
+            // A token that keeps the attribute and does without the login (NSS).
+            if (e.code() != CKR.USER_ALREADY_LOGGED_IN) {
+                throw e;
+            }
         } catch (LoginException e) {
             throw new ProviderException("The key wants the PIN each time: " + e.getMessage(), e);
         } finally {

@@ -30,11 +30,6 @@ abstract class TokenKey implements Key {
         return token;
     }
 
-    /** Whether the key is stored on the token, and not only in its memory. */
-    boolean isStored() {
-        return reference.isStored();
-    }
-
     /**
      * Gives the object. The caller keeps the key reachable while it uses this.
      *
@@ -47,11 +42,6 @@ abstract class TokenKey implements Key {
     /** Whether the key wants its PIN for each operation. */
     boolean asksEachTime() {
         return asksEachTime;
-    }
-
-    /** Ends the key before it is collected. */
-    void release() {
-        reference.run();
     }
 
     @Override

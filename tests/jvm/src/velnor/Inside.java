@@ -20,6 +20,11 @@ public final class Inside {
         return handleOf(session).handle();
     }
 
+    /** How many sessions of the session's module are open. */
+    public static int openSessions(Session session) {
+        return handleOf(session).module().sessions().size();
+    }
+
     /** Whether the session's module has the function. */
     public static boolean has(Session session, Function function) {
         return handleOf(session).module().has(function);

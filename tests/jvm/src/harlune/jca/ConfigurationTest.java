@@ -1,5 +1,6 @@
 package harlune.jca;
 
+import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotNull;
@@ -17,9 +18,11 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.security.InvalidParameterException;
 import java.security.KeyPairGenerator;
+import java.security.MessageDigest;
 import java.security.Provider;
 import java.security.ProviderException;
 import java.security.Security;
+import java.util.List;
 import java.util.ServiceLoader;
 
 import javax.security.auth.callback.CallbackHandler;
@@ -30,6 +33,7 @@ import javax.security.auth.login.LoginException;
 import org.junit.jupiter.api.Test;
 import org.junit.jupiter.api.io.TempDir;
 
+import velnor.CKM;
 import velnor.jca.HarluneProvider;
 
 /** How a provider is made: of a configuration in a file, in a text and in a URI; and how it logs in. */
@@ -122,6 +126,30 @@ class ConfigurationTest extends JcaToken {
         Provider only = configured(library() + token() + "enabledMechanisms = { CKM_SHA256_RSA_PKCS, 0x0 }");
         assertNotNull(only.getService("Signature", "SHA256withRSA"));
         assertNull(only.getService("Signature", "SHA384withRSA"));
+    }
+
+    @Test
+    void digestsAreTheTokensOnlyWhereThatIsWanted() throws Exception {
+        assertNull(provider.getService("MessageDigest", "SHA-256"));
+        assertNull(configured(library() + token()).getService("MessageDigest", "SHA-256"));
+        Provider made = configured(library() + token() + "digests = true");
+        for (String name : List.of("SHA-1", "SHA-256", "SHA-512")) {
+            boolean has = slot.supports(name.equals("SHA-1") ? CKM.SHA_1 : name.equals("SHA-256") ? CKM.SHA256 : CKM.SHA512);
+            assertEquals(has, made.getService("MessageDigest", name) != null, name);
+            if (!has) {
+                continue;
+            }
+            MessageDigest mine = MessageDigest.getInstance(name, made);
+            MessageDigest expected = MessageDigest.getInstance(name, jdk("SUN"));
+            assertEquals(expected.getDigestLength(), mine.getDigestLength());
+            for (int length : new int[] {0, 1, 70_000}) {
+                assertArrayEquals(expected.digest(bytes(length)), mine.digest(bytes(length)), name);
+            }
+            mine.update(bytes(10));
+            mine.reset();
+            mine.update((byte) 0);
+            assertArrayEquals(expected.digest(bytes(1)), mine.digest(), name);
+        }
     }
 
     /** A handler that knows the PIN, or what is taken for it. */

@@ -3,11 +3,11 @@ package harlune.jca;
 import harlune.support.Bridge;
 import harlune.support.Tokens;
 
-import java.math.BigInteger;
 import java.security.KeyPair;
 import java.security.KeyPairGenerator;
 import java.security.KeyStore;
 import java.security.Provider;
+import java.security.Security;
 import java.security.spec.ECGenParameterSpec;
 import java.util.List;
 
@@ -87,7 +87,7 @@ abstract class JcaToken {
     }
 
     static Provider jdk(String name) {
-        return java.security.Security.getProvider(name);
+        return Security.getProvider(name);
     }
 
     static byte[] bytes(int length) {
@@ -96,9 +96,5 @@ abstract class JcaToken {
             bytes[i] = (byte) (i * 31 + (i >> 8));
         }
         return bytes;
-    }
-
-    static BigInteger number(String hex) {
-        return new BigInteger(hex, 16);
     }
 }

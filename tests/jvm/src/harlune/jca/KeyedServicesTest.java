@@ -6,6 +6,8 @@ import static org.junit.jupiter.api.Assertions.assertNotEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
+import harlune.support.Tokens;
+
 import java.security.InvalidKeyException;
 import java.security.KeyFactory;
 import java.security.KeyPair;
@@ -14,6 +16,7 @@ import java.security.PrivateKey;
 import java.security.PublicKey;
 import java.security.SecureRandom;
 import java.security.Signature;
+import java.security.SignatureException;
 import java.security.spec.ECGenParameterSpec;
 import java.security.spec.InvalidKeySpecException;
 import java.security.spec.PKCS8EncodedKeySpec;
@@ -26,17 +29,21 @@ import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 
+import javax.crypto.Cipher;
 import javax.crypto.KeyAgreement;
 import javax.crypto.KeyGenerator;
 import javax.crypto.Mac;
 import javax.crypto.SecretKey;
 import javax.crypto.spec.SecretKeySpec;
+import javax.security.auth.callback.PasswordCallback;
 
 import org.junit.jupiter.api.Test;
 
 import velnor.Attribute;
 import velnor.CKA;
 import velnor.CKO;
+import velnor.Inside;
+import velnor.ObjectTemplates;
 import velnor.Session;
 
 /** MACs, agreements, key factories and random numbers; and what becomes of keys and sessions that programs drop. */
@@ -159,12 +166,54 @@ class KeyedServicesTest extends JcaToken {
     @Test
     void sessionsOfDroppedOperationsAreUsedAgain() throws Exception {
         PrivateKey key = KeyPairGenerator.getInstance("RSA", provider).generateKeyPair().getPrivate();
-        for (int i = 0; i < 50; i++) {
-            Signature dropped = Signature.getInstance("SHA256withRSA", provider);
-            dropped.initSign(key);
-            dropped.update(bytes(10_000));
+        try (Session session = slot.openSession()) {
+            List<Signature> begun = new ArrayList<>();
+            for (int i = 0; i < 50; i++) {
+                Signature signature = Signature.getInstance("SHA256withRSA", provider);
+                signature.initSign(key);
+                signature.update(bytes(10_000));
+                begun.add(signature);
+            }
+            assertTrue(Inside.openSessions(session) > 50);
+            begun.clear();
+            await(() -> Inside.openSessions(session) < 25, "sessions of operations that nobody has");
         }
-        await(() -> slot.tokenInfo().rwSessionCount() < 25, "sessions of operations that nobody has");
+    }
+
+    @Test
+    void aKeyThatWantsItsPinEachTimeAsksForIt() throws Exception {
+        try (Session session = slot.openSession()) {
+            List<Attribute> template = new ArrayList<>(List.of(ObjectTemplates.of(RSA.getPrivate(),
+                    new Attribute(CKA.TOKEN, true), new Attribute(CKA.LABEL, "careful"), new Attribute(CKA.SIGN, true),
+                    new Attribute(CKA.DECRYPT, true), new Attribute(CKA.PRIVATE, true),
+                    new Attribute(CKA.ALWAYS_AUTHENTICATE, true))));
+            session.createObject(template.toArray(new Attribute[0]));
+        }
+        PrivateKey key = (PrivateKey) keyStore().getKey("careful", null);
+        assertTrue(provider.objectOf(key).asksForPinEachTime());
+        Signature signature = Signature.getInstance("SHA256withRSA", provider);
+        signature.initSign(key);
+        signature.update(bytes(20_000));
+        assertThrows(SignatureException.class, signature::sign, "there is nobody to ask");
+        int[] asked = new int[1];
+        provider.setCallbackHandler(callbacks -> {
+            asked[0]++;
+            ((PasswordCallback) callbacks[0]).setPassword(Tokens.PIN.toCharArray());
+        });
+        Signature checking = Signature.getInstance("SHA256withRSA");
+        checking.initVerify(RSA.getPublic());
+        for (int i = 1; i <= 2; i++) {
+            signature.update(bytes(20_000));
+            checking.update(bytes(20_000));
+            assertTrue(checking.verify(signature.sign()));
+            assertEquals(i, asked[0]);
+        }
+        Cipher encrypting = Cipher.getInstance("RSA/ECB/PKCS1Padding", "SunJCE");
+        encrypting.init(Cipher.ENCRYPT_MODE, RSA.getPublic());
+        Cipher cipher = Cipher.getInstance("RSA/ECB/PKCS1Padding", provider);
+        cipher.init(Cipher.DECRYPT_MODE, key);
+        assertArrayEquals(bytes(9), cipher.doFinal(encrypting.doFinal(bytes(9))));
+        assertEquals(3, asked[0]);
     }
 
     @Test
