@@ -24,13 +24,16 @@ import velnor.CKF;
 import velnor.CKM;
 import velnor.nat.Structure;
 import velnor.params.CBCEncryptDataParams;
+import velnor.params.CCMMessageParams;
 import velnor.params.CCMParams;
 import velnor.params.CTRParams;
 import velnor.params.ChaCha20Params;
+import velnor.params.ChaCha20Poly1305MessageParams;
 import velnor.params.ChaCha20Poly1305Params;
 import velnor.params.ECDH1DeriveParams;
 import velnor.params.ECDHAESKeyWrapParams;
 import velnor.params.EdDSAParams;
+import velnor.params.GCMMessageParams;
 import velnor.params.GCMParams;
 import velnor.params.HKDFParams;
 import velnor.params.MechanismParams;
@@ -43,6 +46,7 @@ import velnor.params.RSAAESKeyWrapParams;
 import velnor.params.SSL3KEYMATOUT;
 import velnor.params.SSL3KEYMATParams;
 import velnor.params.SSL3RANDOMDATA;
+import velnor.params.VectorGenerator;
 
 /** Which parameters are refused, with which advice, and what the factories make. */
 class ParameterChecksTest {
@@ -58,6 +62,16 @@ class ParameterChecksTest {
                 arguments(new CTRParams(129, SOME), "1 to 128 bits, not 129"),
                 arguments(new GCMParams(new byte[0]), "initialisation vector"),
                 arguments(new GCMParams(SOME, null, 88), "not 88"),
+                arguments(new GCMMessageParams(new byte[0]), "initialisation vector"),
+                arguments(new GCMMessageParams(SOME, 8 * SOME.length + 1, VectorGenerator.ANY, 128), "cannot be fixed"),
+                arguments(new GCMMessageParams(SOME, -1, VectorGenerator.ANY, 128), "cannot be fixed"),
+                arguments(new GCMMessageParams(SOME, 0, null, 128), "cannot be fixed"),
+                arguments(new GCMMessageParams(SOME, new byte[17]), "A GCM tag has"),
+                arguments(new CCMMessageParams(1, new byte[6], 0, VectorGenerator.NONE, 16), "not 6"),
+                arguments(new CCMMessageParams(1, new byte[7], 57, VectorGenerator.COUNTER, 16), "cannot be fixed"),
+                arguments(new CCMMessageParams(1, new byte[7], new byte[5]), "not 5"),
+                arguments(new ChaCha20Poly1305MessageParams(new byte[16]), "12 bytes"),
+                arguments(new ChaCha20Poly1305MessageParams(new byte[12], new byte[15]), "not 15"),
                 arguments(new GCMParams(SOME, null, 136), "not 136"),
                 arguments(new GCMParams(SOME, null, 100), "not 100"),
                 arguments(new GCMParams(SOME, null, 0), "take 128"),
