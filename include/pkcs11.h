@@ -64,6 +64,10 @@ using CK_ML_KEM_PARAMETER_SET_TYPE = CK_ULONG;
 using CK_ML_DSA_PARAMETER_SET_TYPE = CK_ULONG;
 using CK_SLH_DSA_PARAMETER_SET_TYPE = CK_ULONG;
 using CK_PROFILE_ID = CK_ULONG;
+using CK_SP800_108_PRF_TYPE = CK_MECHANISM_TYPE;
+using CK_PRF_DATA_TYPE = CK_ULONG;
+using CK_SP800_108_DKM_LENGTH_METHOD = CK_ULONG;
+using CK_HEDGE_TYPE = CK_ULONG;
 
 using CK_SLOT_ID_PTR = CK_SLOT_ID*;
 using CK_SESSION_HANDLE_PTR = CK_SESSION_HANDLE*;
@@ -261,6 +265,49 @@ struct CK_SSL3_KEY_MAT_PARAMS {
   CK_BBOOL bIsExport;
   CK_SSL3_RANDOM_DATA RandomInfo;
   CK_SSL3_KEY_MAT_OUT_PTR pReturnedKeyMaterial;
+};
+
+/// As that of SSL 3, with the digest of the pseudo-random function. The Diffie-Hellman form has no version.
+struct CK_TLS12_MASTER_KEY_DERIVE_PARAMS {
+  CK_SSL3_RANDOM_DATA RandomInfo;
+  CK_VERSION_PTR pVersion;
+  CK_MECHANISM_TYPE prfHashMechanism;
+};
+
+struct CK_TLS12_KEY_MAT_PARAMS {
+  CK_ULONG ulMacSizeInBits;
+  CK_ULONG ulKeySizeInBits;
+  CK_ULONG ulIVSizeInBits;
+  CK_BBOOL bIsExport;
+  CK_SSL3_RANDOM_DATA RandomInfo;
+  CK_SSL3_KEY_MAT_OUT_PTR pReturnedKeyMaterial;
+  CK_MECHANISM_TYPE prfHashMechanism;
+};
+
+struct CK_TLS_KDF_PARAMS {
+  CK_MECHANISM_TYPE prfMechanism;
+  CK_BYTE_PTR pLabel;
+  CK_ULONG ulLabelLength;
+  CK_SSL3_RANDOM_DATA RandomInfo;
+  CK_BYTE_PTR pContextData;
+  CK_ULONG ulContextDataLength;
+};
+
+/// The MAC of a `Finished` message: `ulServerOrClient` is 1 for the server's label and 2 for the client's.
+struct CK_TLS_MAC_PARAMS {
+  CK_MECHANISM_TYPE prfHashMechanism;
+  CK_ULONG ulMacLength;
+  CK_ULONG ulServerOrClient;
+};
+
+/// The module writes to `pOutput`; there is no key that it makes.
+struct CK_TLS_PRF_PARAMS {
+  CK_BYTE_PTR pSeed;
+  CK_ULONG ulSeedLen;
+  CK_BYTE_PTR pLabel;
+  CK_ULONG ulLabelLen;
+  CK_BYTE_PTR pOutput;
+  CK_ULONG_PTR pulOutputLen;
 };
 
 /// Prime p and base g share one length.
@@ -494,6 +541,68 @@ struct CK_HKDF_PARAMS {
   CK_ULONG ulInfoLen;
 };
 
+/// One thing that the pseudo-random function is fed with: a counter, a length, the value before, or bytes.
+struct CK_PRF_DATA_PARAM {
+  CK_PRF_DATA_TYPE type;
+  CK_VOID_PTR pValue;
+  CK_ULONG ulValueLen;
+};
+
+using CK_PRF_DATA_PARAM_PTR = CK_PRF_DATA_PARAM*;
+
+struct CK_SP800_108_COUNTER_FORMAT {
+  CK_BBOOL bLittleEndian;
+  CK_ULONG ulWidthInBits;
+};
+
+struct CK_SP800_108_DKM_LENGTH_FORMAT {
+  CK_SP800_108_DKM_LENGTH_METHOD dkmLengthMethod;
+  CK_BBOOL bLittleEndian;
+  CK_ULONG ulWidthInBits;
+};
+
+/// A key that is derived along with the one that the call makes; the module writes its handle.
+struct CK_DERIVED_KEY {
+  CK_ATTRIBUTE_PTR pTemplate;
+  CK_ULONG ulAttributeCount;
+  CK_OBJECT_HANDLE_PTR phKey;
+};
+
+using CK_DERIVED_KEY_PTR = CK_DERIVED_KEY*;
+
+struct CK_SP800_108_KDF_PARAMS {
+  CK_SP800_108_PRF_TYPE prfType;
+  CK_ULONG ulNumberOfDataParams;
+  CK_PRF_DATA_PARAM_PTR pDataParams;
+  CK_ULONG ulAdditionalDerivedKeys;
+  CK_DERIVED_KEY_PTR pAdditionalDerivedKeys;
+};
+
+struct CK_SP800_108_FEEDBACK_KDF_PARAMS {
+  CK_SP800_108_PRF_TYPE prfType;
+  CK_ULONG ulNumberOfDataParams;
+  CK_PRF_DATA_PARAM_PTR pDataParams;
+  CK_ULONG ulIVLen;
+  CK_BYTE_PTR pIV;
+  CK_ULONG ulAdditionalDerivedKeys;
+  CK_DERIVED_KEY_PTR pAdditionalDerivedKeys;
+};
+
+/// ML-DSA and SLH-DSA. Left out, the context is empty and randomness is used where the token has it.
+struct CK_SIGN_ADDITIONAL_CONTEXT {
+  CK_HEDGE_TYPE hedgeVariant;
+  CK_BYTE_PTR pContext;
+  CK_ULONG ulContextLen;
+};
+
+/// The same for a digest that was computed before.
+struct CK_HASH_SIGN_ADDITIONAL_CONTEXT {
+  CK_HEDGE_TYPE hedgeVariant;
+  CK_BYTE_PTR pContext;
+  CK_ULONG ulContextLen;
+  CK_MECHANISM_TYPE hash;
+};
+
 using CK_MAC_GENERAL_PARAMS_PTR = CK_MAC_GENERAL_PARAMS*;
 using CK_RC2_PARAMS_PTR = CK_RC2_PARAMS*;
 using CK_EXTRACT_PARAMS_PTR = CK_EXTRACT_PARAMS*;
@@ -531,6 +640,17 @@ using CK_SEED_CBC_ENCRYPT_DATA_PARAMS_PTR = CK_SEED_CBC_ENCRYPT_DATA_PARAMS*;
 using CK_PKCS5_PBKD2_PARAMS_PTR = CK_PKCS5_PBKD2_PARAMS*;
 using CK_PKCS5_PBKD2_PARAMS2_PTR = CK_PKCS5_PBKD2_PARAMS2*;
 using CK_HKDF_PARAMS_PTR = CK_HKDF_PARAMS*;
+using CK_TLS12_MASTER_KEY_DERIVE_PARAMS_PTR = CK_TLS12_MASTER_KEY_DERIVE_PARAMS*;
+using CK_TLS12_KEY_MAT_PARAMS_PTR = CK_TLS12_KEY_MAT_PARAMS*;
+using CK_TLS_KDF_PARAMS_PTR = CK_TLS_KDF_PARAMS*;
+using CK_TLS_MAC_PARAMS_PTR = CK_TLS_MAC_PARAMS*;
+using CK_TLS_PRF_PARAMS_PTR = CK_TLS_PRF_PARAMS*;
+using CK_SP800_108_COUNTER_FORMAT_PTR = CK_SP800_108_COUNTER_FORMAT*;
+using CK_SP800_108_DKM_LENGTH_FORMAT_PTR = CK_SP800_108_DKM_LENGTH_FORMAT*;
+using CK_SP800_108_KDF_PARAMS_PTR = CK_SP800_108_KDF_PARAMS*;
+using CK_SP800_108_FEEDBACK_KDF_PARAMS_PTR = CK_SP800_108_FEEDBACK_KDF_PARAMS*;
+using CK_SIGN_ADDITIONAL_CONTEXT_PTR = CK_SIGN_ADDITIONAL_CONTEXT*;
+using CK_HASH_SIGN_ADDITIONAL_CONTEXT_PTR = CK_HASH_SIGN_ADDITIONAL_CONTEXT*;
 
 // ---------------------------------------------------------------------------------------------------------------------
 // Functions and callbacks
@@ -1795,6 +1915,13 @@ inline constexpr CK_GENERATOR_FUNCTION CKG_GENERATE_COUNTER_XOR = 0x4;
 /// Where OAEP takes its encoding parameter from, and PKCS #5 its salt.
 inline constexpr CK_RSA_PKCS_OAEP_SOURCE_TYPE CKZ_DATA_SPECIFIED = 0x1;
 inline constexpr CK_ULONG CKZ_SALT_SPECIFIED = 0x1;
+
+inline constexpr CK_PRF_DATA_TYPE CK_SP800_108_ITERATION_VARIABLE = 0x1;
+inline constexpr CK_PRF_DATA_TYPE CK_SP800_108_OPTIONAL_COUNTER = 0x2;
+inline constexpr CK_PRF_DATA_TYPE CK_SP800_108_DKM_LENGTH = 0x3;
+inline constexpr CK_PRF_DATA_TYPE CK_SP800_108_BYTE_ARRAY = 0x4;
+inline constexpr CK_SP800_108_DKM_LENGTH_METHOD CK_SP800_108_DKM_LENGTH_SUM_OF_KEYS = 0x1;
+inline constexpr CK_SP800_108_DKM_LENGTH_METHOD CK_SP800_108_DKM_LENGTH_SUM_OF_SEGMENTS = 0x2;
 
 /// What ulSaltType of HKDF says.
 inline constexpr CK_FLAGS CKF_HKDF_SALT_NULL = 0x00000001;

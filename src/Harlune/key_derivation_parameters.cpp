@@ -20,7 +20,6 @@ constexpr Step kSteps[] = {
 constexpr Cell kCells[] = {
     bytes(Data, offsetof(CK_KEY_DERIVATION_STRING_DATA, pData), offsetof(CK_KEY_DERIVATION_STRING_DATA, ulLen)),
 };
-constexpr Pointer kFreed[] = {{offsetof(CK_KEY_DERIVATION_STRING_DATA, pData)}};
 }  // namespace key_derivation_string
 
 constexpr Failure kMissingReportedTwice = {CONVERSION("parameter value is NULL"), "parameter value is NULL"};
@@ -146,11 +145,6 @@ constexpr Cell kCells[] = {
     iv(IvClient, offsetof(KeyMaterial, pIVClient), Block::Inner),
     iv(IvServer, offsetof(KeyMaterial, pIVServer), Block::Inner),
 };
-constexpr Pointer kFreed[] = {
-    {offsetof(Params, RandomInfo.pClientRandom)},     {offsetof(Params, RandomInfo.pServerRandom)},
-    {offsetof(KeyMaterial, pIVClient), Block::Inner}, {offsetof(KeyMaterial, pIVServer), Block::Inner},
-    {offsetof(Params, pReturnedKeyMaterial)},
-};
 }  // namespace ssl3_key_mat
 
 namespace skipjack_private_wrap {
@@ -243,11 +237,6 @@ constexpr Cell kCells[] = {
     bytesMeasuredBy(RandomA, RandomB, offsetof(Params, pRandomB), offsetof(Params, ulRandomLen)),
     bytes(PublicData, offsetof(Params, pPublicData), offsetof(Params, ulPublicDataLen)),
 };
-constexpr Pointer kFreed[] = {
-    {offsetof(Params, pRandomA)},
-    {offsetof(Params, pRandomB)},
-    {offsetof(Params, pPublicData)},
-};
 }  // namespace kea_derive
 
 }  // namespace
@@ -255,7 +244,6 @@ constexpr Pointer kFreed[] = {
 constexpr ParameterKind kKeyDerivationStringParameter = {.size = sizeof(CK_KEY_DERIVATION_STRING_DATA),
                                                          .steps = key_derivation_string::kSteps,
                                                          .cells = key_derivation_string::kCells,
-                                                         .freed = key_derivation_string::kFreed,
                                                          .missing = kMissingReportedTwice};
 constexpr ParameterKind kExtractParameter = {.size = sizeof(CK_EXTRACT_PARAMS),
                                              .steps = extract::kSteps,
@@ -271,7 +259,6 @@ constexpr ParameterKind kSsl3KeyMatParameter = {
     .size = sizeof(CK_SSL3_KEY_MAT_PARAMS),
     .steps = ssl3_key_mat::kSteps,
     .cells = ssl3_key_mat::kCells,
-    .freed = ssl3_key_mat::kFreed,
     .inner = {sizeof(CK_SSL3_KEY_MAT_OUT), offsetof(CK_SSL3_KEY_MAT_PARAMS, pReturnedKeyMaterial)}};
 constexpr ParameterKind kSkipjackPrivateWrapParameter = {.size = sizeof(CK_SKIPJACK_PRIVATE_WRAP_PARAMS),
                                                          .steps = skipjack_private_wrap::kSteps,
@@ -281,10 +268,8 @@ constexpr ParameterKind kSkipjackRelayxParameter = {.size = sizeof(CK_SKIPJACK_R
                                                     .steps = skipjack_relayx::kSteps,
                                                     .cells = skipjack_relayx::kCells,
                                                     .freed = skipjack_relayx::kFreed};
-constexpr ParameterKind kKeaDeriveParameter = {.size = sizeof(CK_KEA_DERIVE_PARAMS),
-                                               .steps = kea_derive::kSteps,
-                                               .cells = kea_derive::kCells,
-                                               .freed = kea_derive::kFreed};
+constexpr ParameterKind kKeaDeriveParameter = {
+    .size = sizeof(CK_KEA_DERIVE_PARAMS), .steps = kea_derive::kSteps, .cells = kea_derive::kCells};
 
 static_assert(isSound(kKeyDerivationStringParameter));
 static_assert(isSound(kExtractParameter));

@@ -83,7 +83,6 @@ constexpr Cell kCells[] = {
     number(Rounds, offsetof(CK_RC5_CBC_PARAMS, ulRounds)),
     bytes(Iv, offsetof(CK_RC5_CBC_PARAMS, pIv), offsetof(CK_RC5_CBC_PARAMS, ulIvLen)),
 };
-constexpr Pointer kFreed[] = {{offsetof(CK_RC5_CBC_PARAMS, pIv)}};
 }  // namespace rc5_cbc
 
 namespace rc5_mac_general {
@@ -125,7 +124,6 @@ constexpr Cell kCells[] = {
     bytes(SourceData, offsetof(CK_RSA_PKCS_OAEP_PARAMS, pSourceData),
           offsetof(CK_RSA_PKCS_OAEP_PARAMS, ulSourceDataLen)),
 };
-constexpr Pointer kFreed[] = {{offsetof(CK_RSA_PKCS_OAEP_PARAMS, pSourceData)}};
 }  // namespace oaep
 
 namespace key_wrap_set_oaep {
@@ -141,7 +139,6 @@ constexpr Cell kCells[] = {
     byte(BlockContents, offsetof(CK_KEY_WRAP_SET_OAEP_PARAMS, bBC)),
     bytes(XData, offsetof(CK_KEY_WRAP_SET_OAEP_PARAMS, pX), offsetof(CK_KEY_WRAP_SET_OAEP_PARAMS, ulXLen)),
 };
-constexpr Pointer kFreed[] = {{offsetof(CK_KEY_WRAP_SET_OAEP_PARAMS, pX)}};
 }  // namespace key_wrap_set_oaep
 
 namespace pbe {
@@ -164,11 +161,6 @@ constexpr Cell kCells[] = {
     number(Iteration, offsetof(CK_PBE_PARAMS, ulIteration)),
     wideIv(InitVector, offsetof(CK_PBE_PARAMS, pInitVector)),
 };
-constexpr Pointer kFreed[] = {
-    {offsetof(CK_PBE_PARAMS, pPassword)},
-    {offsetof(CK_PBE_PARAMS, pSalt)},
-    {offsetof(CK_PBE_PARAMS, pInitVector)},
-};
 }  // namespace pbe
 
 }  // namespace
@@ -187,20 +179,15 @@ constexpr ParameterKind kRc2MacGeneralParameter = {.size = sizeof(CK_RC2_MAC_GEN
 constexpr ParameterKind kRc5Parameter = {
     .size = sizeof(CK_RC5_PARAMS), .steps = rc5::kSteps, .cells = rc5::kCells, .deletesClass = true};
 constexpr ParameterKind kRc5CbcParameter = {
-    .size = sizeof(CK_RC5_CBC_PARAMS), .steps = rc5_cbc::kSteps, .cells = rc5_cbc::kCells, .freed = rc5_cbc::kFreed};
+    .size = sizeof(CK_RC5_CBC_PARAMS), .steps = rc5_cbc::kSteps, .cells = rc5_cbc::kCells};
 constexpr ParameterKind kRc5MacGeneralParameter = {
     .size = sizeof(CK_RC5_MAC_GENERAL_PARAMS), .steps = rc5_mac_general::kSteps, .cells = rc5_mac_general::kCells};
-constexpr ParameterKind kOaepParameter = {.size = sizeof(CK_RSA_PKCS_OAEP_PARAMS),
-                                          .steps = oaep::kSteps,
-                                          .cells = oaep::kCells,
-                                          .freed = oaep::kFreed,
-                                          .deletesClass = true};
+constexpr ParameterKind kOaepParameter = {
+    .size = sizeof(CK_RSA_PKCS_OAEP_PARAMS), .steps = oaep::kSteps, .cells = oaep::kCells, .deletesClass = true};
 constexpr ParameterKind kKeyWrapSetOaepParameter = {.size = sizeof(CK_KEY_WRAP_SET_OAEP_PARAMS),
                                                     .steps = key_wrap_set_oaep::kSteps,
-                                                    .cells = key_wrap_set_oaep::kCells,
-                                                    .freed = key_wrap_set_oaep::kFreed};
-constexpr ParameterKind kPbeParameter = {
-    .size = sizeof(CK_PBE_PARAMS), .steps = pbe::kSteps, .cells = pbe::kCells, .freed = pbe::kFreed};
+                                                    .cells = key_wrap_set_oaep::kCells};
+constexpr ParameterKind kPbeParameter = {.size = sizeof(CK_PBE_PARAMS), .steps = pbe::kSteps, .cells = pbe::kCells};
 
 static_assert(isSound(kIvParameter));
 static_assert(isSound(kMacGeneralParameter));

@@ -117,6 +117,10 @@ constexpr Cell chars(Register place, std::size_t offset, std::size_t lengthOffse
   return {Cell::Content::Chars, place, offset, Block::Main, lengthOffset, place};
 }
 
+constexpr bool isPointer(const Cell& cell) {
+  return cell.content >= Cell::Content::Iv;
+}
+
 /// The place of a pointer whose block is to be freed.
 struct Pointer {
   std::size_t offset;
@@ -134,7 +138,8 @@ struct ParameterKind {
   CK_ULONG size;
   std::span<const Step> steps;
   std::span<const Cell> cells;
-  std::span<const Pointer> freed = {};  ///< in this order
+  /// Every pointer, where they are freed in another order than that of the cells with the second structure behind them.
+  std::span<const Pointer> freed = {};
   Inner inner = {};
   bool deletesClass = false;  ///< the reference of the parameter's class is dropped after use
   Failure missing = {"Mechanism2CKMechanism - parameter value is NULL"};

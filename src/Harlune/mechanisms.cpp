@@ -4,6 +4,7 @@
 #include "mechanism_parameters.h"
 #include "memory.h"
 
+#include <algorithm>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -158,15 +159,30 @@ void fill(const Conversion& conversion, const Cell& cell, CK_BYTE_PTR block) {
   }
 }
 
+/// Frees what the pointers of a parameter lead to.
+void freePointed(const ParameterKind& kind, CK_BYTE_PTR parameter) {
+  const CK_BYTE_PTR inner = kind.inner.size == 0 ? nullptr : loadPointer(parameter, kind.inner.pointerOffset);
+  const auto freeOne = [&](const Pointer& pointer) {
+    const CK_BYTE_PTR block = pointer.block == Block::Main ? parameter : inner;
+    if (block != nullptr) {
+      release(loadPointer(block, pointer.offset));
+    }
+  };
+  if (!kind.freed.empty()) {
+    std::for_each(kind.freed.begin(), kind.freed.end(), freeOne);
+    return;
+  }
+  for (const Cell& cell : kind.cells) {
+    if (isPointer(cell)) {
+      freeOne({cell.offset, cell.block});
+    }
+  }
+  release(inner);
+}
+
 void freeParameter(const ParameterKind* kind, CK_BYTE_PTR parameter) {
   if (kind != nullptr) {
-    const CK_BYTE_PTR inner = kind->inner.size == 0 ? nullptr : loadPointer(parameter, kind->inner.pointerOffset);
-    for (const Pointer& pointer : kind->freed) {
-      const CK_BYTE_PTR block = pointer.block == Block::Main ? parameter : inner;
-      if (block != nullptr) {
-        release(loadPointer(block, pointer.offset));
-      }
-    }
+    freePointed(*kind, parameter);
   }
   release(parameter);
 }

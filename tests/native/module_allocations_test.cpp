@@ -73,7 +73,7 @@ TEST_F(LoadAllocationsTest, FailedLoadsKeepNothing) {
 
 TEST_F(LoadAllocationsTest, PathThatDoesNotFitIsNotKept) {
   const CurrentDirectory here(directory.path());
-  const jstring name = env.string("library", copyTooDeep(module.path()));
+  const jstring name = env.string("library", copyDeep(module.path(), sizeof sLibFullPath));
   EXPECT_FALSE(loadWithout(1000, name));
   EXPECT_EQ(env.pendingReport()->message, "full path of the pkcs#11 library is too long");
 }

@@ -59,19 +59,24 @@ private:
   std::filesystem::path before_;
 };
 
-/// Copies the module to a place below the current directory whose full path has more than 4096 characters, goes to the
+/// Copies the module to a place below the current directory whose full path has `length` characters, goes to the
 /// directory above it, and answers the name to load it by from there. What is made goes with the outer directory.
-inline std::string copyTooDeep(const char* module) {
-  const std::string name(250, 'd');
-  for (std::size_t depth = 0; depth < 4096; depth += name.size() + 1) {
-    std::filesystem::create_directory(name);
-    if (chdir(name.c_str()) != 0) {
+inline std::string copyDeep(const std::string& module, std::size_t length) {
+  const std::string name = "deep/module.so";
+  std::size_t left = length - std::filesystem::current_path().string().size() - 1 - name.size();
+  while (left > 0) {
+    // A directory needs two characters, a slash and a letter.
+    const std::size_t part = left <= 250 ? left : std::min<std::size_t>(250, left - 2);
+    const std::string directory(part - 1, 'd');
+    std::filesystem::create_directory(directory);
+    if (chdir(directory.c_str()) != 0) {
       throw std::runtime_error("no way down");
     }
+    left -= part;
   }
   std::filesystem::create_directory("deep");
-  std::filesystem::copy_file(module, "deep/module.so");
-  return "deep/module.so";
+  std::filesystem::copy_file(module, name);
+  return name;
 }
 
 /// Whether the file is mapped into this process.

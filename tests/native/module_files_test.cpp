@@ -219,7 +219,7 @@ TEST_F(ModuleFilesTest, BareNameThatIsNowhereIsReported) {
 // Cut to the buffer it would name another file, and the configuration of another module would count.
 TEST_F(ModuleFilesTest, PathThatDoesNotFitIsRefused) {
   const CurrentDirectory here(directory.path());
-  const std::string name = copyTooDeep(module.path());
+  const std::string name = copyDeep(module.path(), sizeof sLibFullPath);
   std::strcpy(sLibFullPath, "/before");
   Java_velnor_nat_NativeCryptoki_loadCryptokiLibrary(jni, NativeCryptoki, env.string("library", name));
   EXPECT_EQ(env.pending(),
@@ -227,6 +227,15 @@ TEST_F(ModuleFilesTest, PathThatDoesNotFitIsRefused) {
   EXPECT_EQ(functionList, nullptr);
   EXPECT_STREQ(sLibFullPath, "/before");
   EXPECT_STREQ(sLibName, "");
+}
+
+TEST_F(ModuleFilesTest, PathThatJustFitsIsTaken) {
+  const CurrentDirectory here(directory.path());
+  const std::string name = copyDeep(module.path(), sizeof sLibFullPath - 1);
+  Java_velnor_nat_NativeCryptoki_loadCryptokiLibrary(jni, NativeCryptoki, env.string("library", name));
+  EXPECT_EQ(env.pending(), "");
+  EXPECT_NE(functionList, nullptr);
+  EXPECT_EQ(std::strlen(sLibFullPath), sizeof sLibFullPath - 1);
 }
 
 // --- The configuration file ------------------------------------------------------------------------------------------

@@ -233,6 +233,25 @@ TEST_F(FunctionsLoadMemoryTest, ALoadOfALoadedModuleKeepsNothing) {
   EXPECT_EQ(again.blocksKept, 0);
 }
 
+// As when another thread was faster.
+TEST_F(FunctionsLoadMemoryTest, AModuleThatLoadsItselfMeanwhileHasOneRecord) {
+  puppet::Module module(copy(modules::kPuppet));
+  jlong first = 0;
+  bool isOuter = true;
+  module.list([&](CK_FUNCTION_LIST_PTR_PTR ppFunctionList) {
+    if (isOuter) {
+      isOuter = false;
+      first = load(module.path());
+    }
+    *ppFunctionList = &puppet::functions();
+    return CKR_OK;
+  });
+  const Outcome outer = loadWithout(1000, env.bytes("", module.path()));
+  EXPECT_GT(first, 0);
+  EXPECT_EQ(outer.id, first);
+  EXPECT_EQ(outer.blocksKept, 1) << "the record of the module";
+}
+
 TEST_F(FunctionsLoadMemoryTest, FailedLoadsKeepNothing) {
   for (const char* const failing :
        {modules::kNoFunctionList, modules::kListFails, modules::kListNull, "/no/such/module.so"}) {

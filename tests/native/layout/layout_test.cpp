@@ -56,6 +56,8 @@ constexpr Unknown unknown[] = {
      "NSS keeps an older name without PARAMS, p11-kit leaves SKIPJACK's structures out"},
     {"CK_EDDSA_PARAMS_PTR", "size 8 align 8 is CK_EDDSA_PARAMS*",
      "NSS has the structure without the pointer, p11-kit neither"},
+    {"CK_TLS_KDF_PARAMS_PTR", "size 8 align 8 is CK_TLS_KDF_PARAMS*",
+     "NSS has the structure without the pointer, p11-kit neither"},
     {"CKA_UNIQUE_ID", "value 0x4", leftOut30},
     {"CKR_AEAD_DECRYPT_FAILED", "value 0x42", leftOut30},
     {"CKM_AES_XTS", "value 0x1071", leftOut30},
@@ -142,6 +144,18 @@ constexpr Unknown unknown[] = {
     {"CK_ML_KEM_PARAMETER_SET_TYPE", "size 8 align 8 is unsigned long", since32},
     {"CK_ML_DSA_PARAMETER_SET_TYPE", "size 8 align 8 is unsigned long", since32},
     {"CK_SLH_DSA_PARAMETER_SET_TYPE", "size 8 align 8 is unsigned long", since32},
+    {"CK_HEDGE_TYPE", "size 8 align 8 is unsigned long", since32},
+    {"CK_SIGN_ADDITIONAL_CONTEXT", "size 24 align 8 is CK_SIGN_ADDITIONAL_CONTEXT", since32},
+    {"CK_SIGN_ADDITIONAL_CONTEXT.hedgeVariant", "at 0 size 8 is unsigned long", since32},
+    {"CK_SIGN_ADDITIONAL_CONTEXT.pContext", "at 8 size 8 is unsigned char*", since32},
+    {"CK_SIGN_ADDITIONAL_CONTEXT.ulContextLen", "at 16 size 8 is unsigned long", since32},
+    {"CK_SIGN_ADDITIONAL_CONTEXT_PTR", "size 8 align 8 is CK_SIGN_ADDITIONAL_CONTEXT*", since32},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT", "size 32 align 8 is CK_HASH_SIGN_ADDITIONAL_CONTEXT", since32},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT.hedgeVariant", "at 0 size 8 is unsigned long", since32},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT.pContext", "at 8 size 8 is unsigned char*", since32},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT.ulContextLen", "at 16 size 8 is unsigned long", since32},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT.hash", "at 24 size 8 is unsigned long", since32},
+    {"CK_HASH_SIGN_ADDITIONAL_CONTEXT_PTR", "size 8 align 8 is CK_HASH_SIGN_ADDITIONAL_CONTEXT*", since32},
 };
 
 /// A name of which one header says something else than the standard. The other one must side with us.
@@ -286,5 +300,18 @@ static_assert(sizeof(CK_SEED_CBC_ENCRYPT_DATA_PARAMS) == 32);
 static_assert(sizeof(CK_PKCS5_PBKD2_PARAMS) == 72);
 static_assert(sizeof(CK_PKCS5_PBKD2_PARAMS2) == 72);
 static_assert(sizeof(CK_HKDF_PARAMS) == 64);
+static_assert(sizeof(CK_TLS12_MASTER_KEY_DERIVE_PARAMS) == 48);
+static_assert(sizeof(CK_TLS12_KEY_MAT_PARAMS) == 80);
+static_assert(sizeof(CK_TLS_KDF_PARAMS) == 72);
+static_assert(sizeof(CK_TLS_MAC_PARAMS) == 24);
+static_assert(sizeof(CK_TLS_PRF_PARAMS) == 48);
+static_assert(sizeof(CK_PRF_DATA_PARAM) == 24);
+static_assert(sizeof(CK_SP800_108_COUNTER_FORMAT) == 16);
+static_assert(sizeof(CK_SP800_108_DKM_LENGTH_FORMAT) == 24);
+static_assert(sizeof(CK_DERIVED_KEY) == 24);
+static_assert(sizeof(CK_SP800_108_KDF_PARAMS) == 40);
+static_assert(sizeof(CK_SP800_108_FEEDBACK_KDF_PARAMS) == 56);
+static_assert(sizeof(CK_SIGN_ADDITIONAL_CONTEXT) == 24);
+static_assert(sizeof(CK_HASH_SIGN_ADDITIONAL_CONTEXT) == 32);
 
 }  // namespace

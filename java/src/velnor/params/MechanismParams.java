@@ -3,8 +3,8 @@ package velnor.params;
 import velnor.nat.Structure;
 
 /**
- * A parameter of a mechanism. The classes of this package implement it; there are no others: a vendor's parameter is a
- * {@code byte[]}.
+ * A parameter of a mechanism. The classes of this package implement it; there are no others: what they do not know is
+ * laid out by a {@link StructureParams}, and a vendor's parameter without pointers can be a {@code byte[]}.
  *
  * <p>What a parameter is made with never changes, so that any number of threads can use one. What a token writes into
  * it, such as an initialisation vector that it made, is to be had from the same object after the call, and replaced by

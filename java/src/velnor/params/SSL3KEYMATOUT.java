@@ -4,7 +4,8 @@ import quadrel.Pkcs11SSL3KEYMATOUT;
 import velnor.nat.Structure;
 
 /**
- * Keys and initialisation vectors that go into {@code CKM_SSL3_KEY_AND_MAC_DERIVE}, part of {@link SSL3KEYMATParams}.
+ * Keys and initialisation vectors that go into {@code CKM_SSL3_KEY_AND_MAC_DERIVE}, part of {@link SSL3KEYMATParams}
+ * and {@link TLS12KeyMatParams}.
  *
  * <p>What the token makes is to be had here after {@link velnor.Session#deriveKey}: the keys' handles and the vectors,
  * as of the last call that ended, so use an object of its own for each derivation. After the methods of {@link
@@ -21,6 +22,11 @@ public final class SSL3KEYMATOUT implements Pkcs11SSL3KEYMATOUT {
     private final byte[] ivClient;
     private final byte[] ivServer;
     private volatile Written written;
+
+    /** Makes the parameter without keys or vectors: what the token makes comes in their place. */
+    public SSL3KEYMATOUT() {
+        this(0, 0, 0, 0, null, null);
+    }
 
     /**
      * Makes the parameter.

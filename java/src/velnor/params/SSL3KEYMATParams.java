@@ -17,6 +17,9 @@ public final class SSL3KEYMATParams implements MechanismParams {
     /** Where the pointer to what is given back lies. */
     private static final int RETURNED = 32 + SSL3RANDOMDATA.SIZE;
 
+    /** The size of the C structure. */
+    static final int SIZE = RETURNED + Structure.WORD;
+
     private static final int MOST_IV_BITS = 1024;
 
     private final Pkcs11SSL3KEYMATOUT returnedKeyMaterial;
@@ -57,7 +60,12 @@ public final class SSL3KEYMATParams implements MechanismParams {
 
     @Override
     public Structure structure() {
-        Structure structure = new Structure(RETURNED + Structure.WORD).comesBack();
+        return structure(SIZE);
+    }
+
+    /** Lays out a structure that begins with this one. */
+    Structure structure(int length) {
+        Structure structure = new Structure(length).comesBack();
         structure.putNumber(0, macSizeInBits).putNumber(8, keySizeInBits).putNumber(16, ivSizeInBits)
                 .putBoolean(24, isExport);
         ((SSL3RANDOMDATA) randomInfo).layOut(structure, 32);

@@ -4,9 +4,10 @@ import quadrel.Pkcs11SSL3RANDOMDATA;
 import velnor.nat.Structure;
 
 /**
- * The random data of an SSL 3 handshake, part of {@link SSL3MASTERKEYDERIVEParams} and {@link SSL3KEYMATParams}.
+ * The random data of an SSL 3 or TLS handshake, part of {@link SSL3MASTERKEYDERIVEParams}, {@link SSL3KEYMATParams} and
+ * those of TLS 1.2.
  *
- * <p>The two mechanisms read the same data under different field names.
+ * <p>The two mechanisms of SSL 3 read the same data under different field names.
  */
 public final class SSL3RANDOMDATA implements Pkcs11SSL3RANDOMDATA {
     /** The size of the C structure. */

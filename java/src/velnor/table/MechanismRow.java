@@ -42,7 +42,6 @@ public final class MechanismRow {
     private final Set<Integer> keyTypes = new LinkedHashSet<>();
     private final Set<Use> uses = EnumSet.noneOf(Use.class);
     private boolean optional;
-    private boolean other;
     private boolean anyKey;
     private String advice = "";
     private Integer base;
@@ -74,11 +73,6 @@ public final class MechanismRow {
 
     MechanismRow takesAnything() {
         return takes(MechanismParams.class).takesBytes();
-    }
-
-    MechanismRow takesOther() {
-        other = true;
-        return this;
     }
 
     MechanismRow anyKey() {
@@ -140,16 +134,7 @@ public final class MechanismRow {
      * @return whether there must be one
      */
     public boolean needsParameter() {
-        return (other || !classes.isEmpty()) && !optional;
-    }
-
-    /**
-     * Tells whether the mechanism takes a structure that no class lays out.
-     *
-     * @return whether that is so
-     */
-    public boolean takesUnknownStructure() {
-        return other;
+        return !classes.isEmpty() && !optional;
     }
 
     /**
@@ -207,13 +192,12 @@ public final class MechanismRow {
     public void check(Object parameter) {
         if (parameter == null) {
             if (needsParameter()) {
-                throw refused(other ? " needs a parameter for which there is no class"
-                        : " takes a parameter of " + classNames() + ", not null");
+                throw refused(" takes a parameter of " + classNames() + ", not null");
             }
             return;
         }
         if (classes.isEmpty()) {
-            throw refused(other ? " takes a parameter for which there is no class" : " takes no parameter");
+            throw refused(" takes no parameter");
         }
         if (classes.stream().noneMatch(type -> type.isInstance(parameter))) {
             throw refused(" takes a parameter of " + classNames() + ", not " + parameter.getClass().getTypeName());

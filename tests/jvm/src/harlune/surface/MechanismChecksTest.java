@@ -41,6 +41,7 @@ import velnor.TokenObject;
 import velnor.Version;
 import velnor.nat.NativeCryptoki;
 import velnor.nat.NativeSession;
+import velnor.nat.Structure;
 import velnor.params.CBCEncryptDataParams;
 import velnor.params.CCMParams;
 import velnor.params.CTRParams;
@@ -52,6 +53,7 @@ import velnor.params.EXTRACTParams;
 import velnor.params.EdDSAParams;
 import velnor.params.GCMParams;
 import velnor.params.HKDFParams;
+import velnor.params.HashSignContextParams;
 import velnor.params.KEYDERIVATIONSTRINGDATA;
 import velnor.params.KEYWRAPSETOAEPParams;
 import velnor.params.KeaDeriveParams;
@@ -62,6 +64,7 @@ import velnor.params.ObjectHandleParams;
 import velnor.params.PBEParams;
 import velnor.params.PBKD2Params;
 import velnor.params.PSSParams;
+import velnor.params.PrfInput;
 import velnor.params.RC2CBCParams;
 import velnor.params.RC2MACGENERALParams;
 import velnor.params.RC2Params;
@@ -71,10 +74,22 @@ import velnor.params.RC5Params;
 import velnor.params.RSAAESKeyWrapParams;
 import velnor.params.SKIPJACKPRIVATEWRAPParams;
 import velnor.params.SKIPJACKRELAYXParams;
+import velnor.params.SP800108CounterParams;
+import velnor.params.SP800108FeedbackParams;
+import velnor.params.SP800108PipelineParams;
 import velnor.params.SSL3KEYMATOUT;
 import velnor.params.SSL3KEYMATParams;
 import velnor.params.SSL3MASTERKEYDERIVEParams;
 import velnor.params.SSL3RANDOMDATA;
+import velnor.params.SignContextParams;
+import velnor.params.SignContextParams.Hedge;
+import velnor.params.StructureParams;
+import velnor.params.TLS12KeyMatParams;
+import velnor.params.TLS12MasterKeyDeriveParams;
+import velnor.params.TLSKDFParams;
+import velnor.params.TLSMACParams;
+import velnor.params.TLSPRFParams;
+import velnor.params.X942DH1DeriveParams;
 
 /** A mechanism is let through exactly when it has the parameter that the table of mechanisms says, or needs none. */
 class MechanismChecksTest {
@@ -129,7 +144,17 @@ class MechanismChecksTest {
                 new PBKD2Params(new char[] {'p'}, bytes("saltsalt"), 1000, CKP.PKCS5_PBKD2_HMAC_SHA256),
                 new CBCEncryptDataParams(new byte[16], new byte[16]), new ECDHAESKeyWrapParams(256, CKD.NULL, null),
                 new RSAAESKeyWrapParams(256, new OAEPParams(CKM.SHA_1, CKG.MGF1_SHA1, 1, null)),
-                new ObjectHandleParams(0xB01))) {
+                new ObjectHandleParams(0xB01), new X942DH1DeriveParams(CKD.NULL, null, bytes("value")),
+                TLS12MasterKeyDeriveParams.of("SHA-256", random, new Version(3, 3)),
+                TLS12KeyMatParams.of("SHA-256", new SSL3KEYMATOUT(), random, 128, 0, 32),
+                TLSKDFParams.of("SHA-256", bytes("label"), random, null), TLSMACParams.of("SHA-256", true),
+                new TLSPRFParams(bytes("seed"), bytes("label"), 48),
+                new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(32, false)),
+                new SP800108PipelineParams(CKM.SHA256_HMAC, PrfInput.iteration()),
+                new SP800108FeedbackParams(CKM.SHA256_HMAC, null, PrfInput.iteration()),
+                new SignContextParams(Hedge.PREFERRED, bytes("context")),
+                HashSignContextParams.of(Hedge.PREFERRED, null, "SHA-512"),
+                new StructureParams(() -> new Structure(40)))) {
             SAMPLES.put(parameter, null);
         }
     }
@@ -243,8 +268,10 @@ class MechanismChecksTest {
                 arguments(CKM.AES_GMAC, new CTRParams(new byte[16]), "GCMParams or byte[], not"),
                 arguments(CKM.AES_KEY_WRAP_PAD, new byte[5], "4 or 8 bytes, not 5"),
                 arguments(CKM.AES_ECB, new byte[16], "CKM_AES_ECB takes no parameter"),
-                arguments(CKM.TLS_PRF, null, "for which there is no class"),
-                arguments(CKM.ML_DSA, new byte[8], "for which there is no class"),
+                arguments(CKM.TLS_PRF, null, "TLSPRFParams, not null"),
+                arguments(CKM.ML_DSA, new byte[8], "SignContextParams, not byte[]"),
+                arguments(CKM.IKE_PRF_DERIVE, new byte[8], "StructureParams, not byte[]"),
+                arguments(CKM.IKE_PRF_DERIVE, new StructureParams(() -> null), "the structure"),
                 arguments(CKM.VENDOR_DEFINED, "12345678", "byte[], not java.lang.String"),
                 arguments(CKM.VENDOR_DEFINED + 1, "12345678", "of byte[] or of a class of velnor.params, not"),
                 arguments(CKM.RC2_CBC, new RC2CBCParams(1, new byte[7]), "fewer than 8"),

@@ -11,6 +11,7 @@ import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.LinkedHashMap;
+import java.util.List;
 import java.util.Map;
 import java.util.Set;
 import java.util.TreeSet;
@@ -20,6 +21,7 @@ import org.junit.jupiter.api.Test;
 import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.MethodSource;
 
+import velnor.CK;
 import velnor.CKD;
 import velnor.CKF;
 import velnor.CKP;
@@ -39,6 +41,7 @@ import velnor.params.EdDSAParams;
 import velnor.params.GCMMessageParams;
 import velnor.params.GCMParams;
 import velnor.params.HKDFParams;
+import velnor.params.HashSignContextParams;
 import velnor.params.KEYDERIVATIONSTRINGDATA;
 import velnor.params.KEYWRAPSETOAEPParams;
 import velnor.params.KeaDeriveParams;
@@ -49,6 +52,7 @@ import velnor.params.ObjectHandleParams;
 import velnor.params.PBEParams;
 import velnor.params.PBKD2Params;
 import velnor.params.PSSParams;
+import velnor.params.PrfInput;
 import velnor.params.RC2CBCParams;
 import velnor.params.RC2MACGENERALParams;
 import velnor.params.RC2Params;
@@ -58,18 +62,28 @@ import velnor.params.RC5Params;
 import velnor.params.RSAAESKeyWrapParams;
 import velnor.params.SKIPJACKPRIVATEWRAPParams;
 import velnor.params.SKIPJACKRELAYXParams;
+import velnor.params.SP800108CounterParams;
+import velnor.params.SP800108FeedbackParams;
+import velnor.params.SP800108PipelineParams;
 import velnor.params.SSL3KEYMATOUT;
 import velnor.params.SSL3KEYMATParams;
 import velnor.params.SSL3MASTERKEYDERIVEParams;
 import velnor.params.SSL3RANDOMDATA;
+import velnor.params.SignContextParams;
+import velnor.params.SignContextParams.Hedge;
+import velnor.params.TLS12KeyMatParams;
+import velnor.params.TLS12MasterKeyDeriveParams;
+import velnor.params.TLSKDFParams;
+import velnor.params.TLSMACParams;
+import velnor.params.TLSPRFParams;
 import velnor.params.VectorGenerator;
+import velnor.params.X942DH1DeriveParams;
 
 /** Every structure that Java lays out, place by place, against what a program that was compiled with the header says. */
 class LayoutTest {
     /** Structures that no class lays out: a program that needs one gives its bytes, or reads what a module told. */
-    private static final Set<String> LEFT_OUT = Set.of("CK_SALSA20_PARAMS", "CK_X9_42_DH1_DERIVE_PARAMS",
-            "CK_ATTRIBUTE", "CK_VERSION", "CK_INFO", "CK_SLOT_INFO", "CK_TOKEN_INFO", "CK_SESSION_INFO",
-            "CK_MECHANISM_INFO");
+    private static final Set<String> LEFT_OUT = Set.of("CK_SALSA20_PARAMS", "CK_DERIVED_KEY", "CK_ATTRIBUTE", "CK_VERSION",
+            "CK_INFO", "CK_SLOT_INFO", "CK_TOKEN_INFO", "CK_SESSION_INFO", "CK_MECHANISM_INFO");
     /** Structures that are another one under its own name. */
     private static final Map<String, String> SAME = Map.of("CK_CAMELLIA_CTR_PARAMS", "CK_AES_CTR_PARAMS",
             "CK_CAMELLIA_CBC_ENCRYPT_DATA_PARAMS", "CK_AES_CBC_ENCRYPT_DATA_PARAMS",
@@ -118,6 +132,15 @@ class LayoutTest {
         @Override
         public String toString() {
             return structure;
+        }
+    }
+
+    /** Structures of one kind behind a pointer, one after another. */
+    private static final class Each {
+        private final List<Expected> expected;
+
+        Each(String structure, Object[]... members) {
+            expected = Stream.of(members).map(one -> within(structure, one)).toList();
         }
     }
 
@@ -246,7 +269,58 @@ class LayoutTest {
                 expect("CK_AES_CBC_ENCRYPT_DATA_PARAMS", new CBCEncryptDataParams(bytes("sixteen bytes iv"),
                         bytes("data")), "iv", new Inline(bytes("sixteen bytes iv")), "pData", bytes("data"), "length", 4),
                 expect("CK_DES_CBC_ENCRYPT_DATA_PARAMS", new CBCEncryptDataParams(bytes("eight iv"), bytes("data")),
-                        "iv", new Inline(bytes("eight iv")), "pData", bytes("data"), "length", 4));
+                        "iv", new Inline(bytes("eight iv")), "pData", bytes("data"), "length", 4),
+                expect("CK_X9_42_DH1_DERIVE_PARAMS", new X942DH1DeriveParams(CKD.SHA1_KDF_ASN1, bytes("both"),
+                        bytes("value")), "kdf", 3, "ulOtherInfoLen", 4, "pOtherInfo", bytes("both"), "ulPublicDataLen",
+                        5, "pPublicData", bytes("value")),
+                expect("CK_TLS12_MASTER_KEY_DERIVE_PARAMS", new TLS12MasterKeyDeriveParams(random, new Version(4, 3),
+                        0x250), "RandomInfo", within("CK_SSL3_RANDOM_DATA", randoms), "pVersion",
+                        behind("CK_VERSION", "major", 3, "minor", 4), "prfHashMechanism", 0x250),
+                expect("CK_TLS12_MASTER_KEY_DERIVE_PARAMS", TLS12MasterKeyDeriveParams.of("SHA-384", random, null),
+                        "RandomInfo", within("CK_SSL3_RANDOM_DATA", randoms), "pVersion", NULL, "prfHashMechanism",
+                        0x260),
+                expect("CK_TLS12_KEY_MAT_PARAMS", TLS12KeyMatParams.of("SHA-256", new SSL3KEYMATOUT(), random, 5, 6,
+                        32), "ulMacSizeInBits", 6, "ulKeySizeInBits", 5, "ulIVSizeInBits", 32, "bIsExport", 0, "RandomInfo",
+                        within("CK_SSL3_RANDOM_DATA", randoms), "pReturnedKeyMaterial",
+                        behind("CK_SSL3_KEY_MAT_OUT", "hClientMacSecret", 0, "hServerMacSecret", 0, "hClientKey", 0,
+                                "hServerKey", 0, "pIVClient", new byte[4], "pIVServer", new byte[4]),
+                        "prfHashMechanism", 0x250),
+                expect("CK_TLS_KDF_PARAMS", TLSKDFParams.of("SHA-256", bytes("label"), random, bytes("context")),
+                        "prfMechanism", 0x250, "pLabel", bytes("label"), "ulLabelLength", 5, "RandomInfo",
+                        within("CK_SSL3_RANDOM_DATA", randoms), "pContextData", bytes("context"), "ulContextDataLength",
+                        7),
+                expect("CK_TLS_MAC_PARAMS", TLSMACParams.of("SHA-256", true), "prfHashMechanism", 0x250, "ulMacLength",
+                        12, "ulServerOrClient", 1),
+                expect("CK_TLS_MAC_PARAMS", new TLSMACParams(0x260, 20, false), "prfHashMechanism", 0x260,
+                        "ulMacLength", 20, "ulServerOrClient", 2),
+                expect("CK_TLS_PRF_PARAMS", new TLSPRFParams(bytes("seed"), bytes("label"), 77), "pSeed", bytes("seed"),
+                        "ulSeedLen", 4, "pLabel", bytes("label"), "ulLabelLen", 5, "pOutput", new byte[77],
+                        "pulOutputLen", new byte[] {77, 0, 0, 0, 0, 0, 0, 0}),
+                expect("CK_SP800_108_KDF_PARAMS", new SP800108CounterParams(0x251, PrfInput.counter(24, true),
+                        PrfInput.bytes(bytes("label"))), "prfType", 0x251, "ulNumberOfDataParams", 2, "pDataParams",
+                        new Each("CK_PRF_DATA_PARAM", prfInput(1, behind("CK_SP800_108_COUNTER_FORMAT", "bLittleEndian",
+                                1, "ulWidthInBits", 24), 16), prfInput(4, bytes("label"), 5)),
+                        "ulAdditionalDerivedKeys", 0, "pAdditionalDerivedKeys", NULL),
+                expect("CK_SP800_108_KDF_PARAMS", new SP800108PipelineParams(0x251, PrfInput.iteration(),
+                        PrfInput.optionalCounter(8, false)), "prfType", 0x251, "ulNumberOfDataParams", 2, "pDataParams",
+                        new Each("CK_PRF_DATA_PARAM", prfInput(1, NULL, 0), prfInput(2,
+                                behind("CK_SP800_108_COUNTER_FORMAT", "bLittleEndian", 0, "ulWidthInBits", 8), 16)),
+                        "ulAdditionalDerivedKeys", 0, "pAdditionalDerivedKeys", NULL),
+                expect("CK_SP800_108_FEEDBACK_KDF_PARAMS", new SP800108FeedbackParams(0x251, bytes("before"),
+                        PrfInput.iteration(), PrfInput.length(CK.SP800_108_DKM_LENGTH_SUM_OF_SEGMENTS, 64, true)),
+                        "prfType", 0x251, "ulNumberOfDataParams", 2, "pDataParams", new Each("CK_PRF_DATA_PARAM",
+                                prfInput(1, NULL, 0), prfInput(3, behind("CK_SP800_108_DKM_LENGTH_FORMAT",
+                                        "dkmLengthMethod", 2, "bLittleEndian", 1, "ulWidthInBits", 64), 24)),
+                        "ulIVLen", 6, "pIV", bytes("before"), "ulAdditionalDerivedKeys", 0, "pAdditionalDerivedKeys",
+                        NULL),
+                expect("CK_SIGN_ADDITIONAL_CONTEXT", new SignContextParams(Hedge.DETERMINISTIC, bytes("context")),
+                        "hedgeVariant", 2, "pContext", bytes("context"), "ulContextLen", 7),
+                expect("CK_HASH_SIGN_ADDITIONAL_CONTEXT", HashSignContextParams.of(Hedge.REQUIRED, null, "SHA-512"),
+                        "hedgeVariant", 1, "pContext", NULL, "ulContextLen", 0, "hash", 0x270));
+    }
+
+    private static Object[] prfInput(int type, Object value, int length) {
+        return new Object[] {"type", type, "pValue", value, "ulValueLen", length};
     }
 
     /** What native code is given: the head, the block and the places of the pointers. */
@@ -297,6 +371,12 @@ class LayoutTest {
         private void hold(String member, Object value, int at, int size) {
             if (value instanceof Expected) {
                 hold((Expected) value, ((Expected) value).pointedTo ? pointed(at) : at);
+            } else if (value instanceof Each) {
+                int next = pointed(at);
+                for (Expected one : ((Each) value).expected) {
+                    hold(one, next);
+                    next += HEADER.get(one.structure).get("-")[1];
+                }
             } else if (value instanceof Inline) {
                 assertEquals(((Inline) value).bytes.length, size, member);
                 assertArrayEquals(((Inline) value).bytes, at(at, size), member);
@@ -349,8 +429,13 @@ class LayoutTest {
 
     private static void collect(Expected expected, Set<String> seen) {
         seen.add(expected.structure);
-        expected.members.values().stream().filter(Expected.class::isInstance)
-                .forEach(inner -> collect((Expected) inner, seen));
+        for (Object member : expected.members.values()) {
+            if (member instanceof Expected) {
+                collect((Expected) member, seen);
+            } else if (member instanceof Each) {
+                ((Each) member).expected.forEach(inner -> collect(inner, seen));
+            }
+        }
     }
 
     @Test

@@ -19,6 +19,7 @@ import org.junit.jupiter.params.provider.Arguments;
 import org.junit.jupiter.params.provider.CsvSource;
 import org.junit.jupiter.params.provider.MethodSource;
 
+import velnor.CK;
 import velnor.CKD;
 import velnor.CKF;
 import velnor.CKM;
@@ -36,22 +37,36 @@ import velnor.params.EdDSAParams;
 import velnor.params.GCMMessageParams;
 import velnor.params.GCMParams;
 import velnor.params.HKDFParams;
+import velnor.params.HashSignContextParams;
 import velnor.params.MechanismParams;
 import velnor.params.OAEPParams;
 import velnor.params.ObjectHandleParams;
 import velnor.params.PBEParams;
 import velnor.params.PBKD2Params;
 import velnor.params.PSSParams;
+import velnor.params.PrfInput;
 import velnor.params.RSAAESKeyWrapParams;
+import velnor.params.SP800108CounterParams;
+import velnor.params.SP800108FeedbackParams;
+import velnor.params.SP800108PipelineParams;
 import velnor.params.SSL3KEYMATOUT;
 import velnor.params.SSL3KEYMATParams;
 import velnor.params.SSL3RANDOMDATA;
+import velnor.params.SignContextParams;
+import velnor.params.SignContextParams.Hedge;
+import velnor.params.TLS12KeyMatParams;
+import velnor.params.TLS12MasterKeyDeriveParams;
+import velnor.params.TLSKDFParams;
+import velnor.params.TLSMACParams;
+import velnor.params.TLSPRFParams;
 import velnor.params.VectorGenerator;
+import velnor.params.X942DH1DeriveParams;
 
 /** Which parameters are refused, with which advice, and what the factories make. */
 class ParameterChecksTest {
     private static final char[] PASSWORD = {'p'};
     private static final byte[] SOME = new byte[16];
+    private static final SSL3RANDOMDATA RANDOM = new SSL3RANDOMDATA(SOME, SOME);
 
     static Stream<Arguments> unsound() {
         OAEPParams oaep = OAEPParams.of("SHA-256", null);
@@ -111,6 +126,39 @@ class ParameterChecksTest {
                         new SSL3RANDOMDATA(SOME, SOME), false, 1, 1, -1), "not -1"),
                 arguments(new SSL3KEYMATParams(new SSL3KEYMATOUT(0, 0, 0, 0, null, null),
                         new SSL3RANDOMDATA(SOME, SOME), false, 1, 1, 1025), "not 1025"),
+                arguments(new X942DH1DeriveParams(CKD.NULL, SOME, SOME), "CKD_NULL"),
+                arguments(new X942DH1DeriveParams(CKD.NULL, null, new byte[0]), "public data"),
+                arguments(new TLS12MasterKeyDeriveParams(RANDOM, null, 0), "SHA-256"),
+                arguments(new TLS12KeyMatParams(new SSL3KEYMATOUT(), RANDOM, 128, 0, 0, 0), "SHA-256"),
+                arguments(TLS12KeyMatParams.of("SHA-256", new SSL3KEYMATOUT(), RANDOM, 128, 0, -1), "not -1"),
+                arguments(new TLSKDFParams(0, SOME, RANDOM, null), "SHA-256"),
+                arguments(new TLSKDFParams(1, new byte[0], RANDOM, null), "label"),
+                arguments(new TLSMACParams(0, 12, true), "SHA-256"),
+                arguments(new TLSMACParams(CKM.SHA256, 0, true), "not 0"),
+                arguments(new TLSPRFParams(new byte[0], SOME, 1), "seed"),
+                arguments(new TLSPRFParams(SOME, new byte[0], 1), "label"),
+                arguments(new TLSPRFParams(SOME, SOME, 0), "not 0"),
+                arguments(new TLSPRFParams(SOME, SOME, (1 << 20) + 1), "not 1048577"),
+                arguments(new SP800108CounterParams(0, PrfInput.counter(8, false)), "HMAC"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC), "counter(32"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.iteration()), "counter(32"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(8, false),
+                        PrfInput.counter(8, false)), "Exactly one"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(40, false)), "not 40"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(12, false)), "not 12"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(8, false),
+                        PrfInput.bytes()), "bytes of an input"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(8, false),
+                        PrfInput.length(3, 8, false)), "not 3"),
+                arguments(new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(8, false),
+                        PrfInput.length(1, 72, false)), "not 72"),
+                arguments(new SP800108PipelineParams(CKM.SHA256_HMAC, PrfInput.counter(8, false)), "iteration()"),
+                arguments(new SP800108FeedbackParams(CKM.SHA256_HMAC, null), "iteration()"),
+                arguments(new SP800108FeedbackParams(CKM.SHA256_HMAC, null, PrfInput.iteration(),
+                        PrfInput.optionalCounter(0, false)), "not 0"),
+                arguments(new SignContextParams(Hedge.PREFERRED, new byte[256]), "not 256"),
+                arguments(new HashSignContextParams(Hedge.PREFERRED, new byte[256], 1), "not 256"),
+                arguments(new HashSignContextParams(Hedge.PREFERRED, null, 0), "SHA-512"),
                 arguments(new PBEParams(null, PASSWORD, new char[] {0x100}, 1), "salt"),
                 arguments(new PBEParams("1234567\u20AC".toCharArray(), PASSWORD, PASSWORD, 1), "initVector"));
     }
@@ -128,7 +176,10 @@ class ParameterChecksTest {
                 new ChaCha20Poly1305Params(null, null), new ECDH1DeriveParams(1, null, null),
                 new PBKD2Params(null, SOME, 1, 1), new PBKD2Params(PASSWORD, null, 1, 1),
                 new CBCEncryptDataParams(null, SOME), new CBCEncryptDataParams(SOME, null),
-                new RSAAESKeyWrapParams(256, null));
+                new RSAAESKeyWrapParams(256, null), new X942DH1DeriveParams(CKD.NULL, null, null),
+                new TLS12MasterKeyDeriveParams(null, null, 1), new TLSKDFParams(1, SOME, null, null),
+                new TLSKDFParams(1, null, RANDOM, null), new TLSPRFParams(null, SOME, 1),
+                new TLS12KeyMatParams(null, RANDOM, 1, 1, 1, 1), new SignContextParams(null, SOME));
     }
 
     @ParameterizedTest
@@ -159,6 +210,12 @@ class ParameterChecksTest {
         new HKDFParams(true, false, CKM.SHA256, CKF.HKDF_SALT_KEY, null, 1L << 40, null).check();
         PBKD2Params.of(PASSWORD, SOME, 1, "SHA-1").check();
         new RSAAESKeyWrapParams(256, OAEPParams.of("SHA-1", null)).check();
+        new SignContextParams(Hedge.PREFERRED, new byte[255]).check();
+        new TLSPRFParams(SOME, SOME, 1 << 20).check();
+        new SP800108CounterParams(CKM.SHA256_HMAC, PrfInput.counter(32, true), PrfInput.bytes((byte) 0),
+                PrfInput.length(CK.SP800_108_DKM_LENGTH_SUM_OF_KEYS, 64, true)).check();
+        new SP800108FeedbackParams(CKM.AES_CMAC, SOME, PrfInput.iteration(), PrfInput.optionalCounter(8, false))
+                .check();
     }
 
     @ParameterizedTest
