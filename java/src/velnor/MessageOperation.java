@@ -67,7 +67,8 @@ abstract class MessageOperation extends Operation {
     final void open(Message message) {
         requireParts(false);
         held = session.message(kind());
-        held.lay(new Mechanism(mechanism.type(), message.params));
+        Mechanism laid = new Mechanism(mechanism.type(), message.params);
+        held.lay(laid, laid.structure());
     }
 
     final void requireParts(boolean expected) {
