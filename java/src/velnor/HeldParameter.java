@@ -19,9 +19,8 @@ final class HeldParameter {
     private Mechanism mechanism;
     private Structure structure;
 
-    /** Lays the mechanism's parameter out, where none lies; null for a mechanism without one. */
-    ByteBuffer lay(Mechanism laid) {
-        Structure parameter = laid.structure();
+    /** Lays a mechanism's parameter out, where none lies; null for a mechanism without one. */
+    ByteBuffer lay(Mechanism laid, Structure parameter) {
         if (parameter == null) {
             return null;
         }

@@ -67,7 +67,8 @@ abstract class MessageOperation extends Operation {
     final void open(Message message) {
         requireParts(false);
         held = session.message(kind());
-        held.lay(new Mechanism(mechanism.type(), message.params));
+        Mechanism laid = new Mechanism(mechanism.type(), message.params);
+        held.lay(laid, laid.structure());
     }
 
     final void requireParts(boolean expected) {
@@ -109,6 +110,18 @@ abstract class MessageOperation extends Operation {
         held.takeBack();
         held.release();
         inParts = false;
+    }
+
+    /**
+     * Begins the operation in the token before there is a message. A key that asks for a login of its own ({@code
+     * CKA_ALWAYS_AUTHENTICATE}) wants the one of {@link UserType#CONTEXT_SPECIFIC} next.
+     *
+     * @throws CryptokiException when the token refuses; the operation is over then
+     * @throws IllegalStateException when the operation has begun or is over, or another one of its kind goes on in the
+     *         session
+     */
+    public final void start() {
+        start(false);
     }
 
     // ---- the end

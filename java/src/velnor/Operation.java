@@ -9,6 +9,7 @@ import java.util.Objects;
 
 import velnor.nat.Function;
 import velnor.nat.NativeFunctions;
+import velnor.nat.Structure;
 
 /**
  * An operation of a session, from its start in the token to its end there. However it ends (finished, refused, closed,
@@ -302,8 +303,10 @@ abstract class Operation implements AutoCloseable {
             return;
         }
         requireAlone();
+        Structure structure = mechanism.structure();
+        requireAlone(); // what laid the structure out may be the program's own code
         parameter = session.parameter(kind);
-        ByteBuffer laid = parameter.lay(mechanism);
+        ByteBuffer laid = parameter.lay(mechanism, structure);
         session.run(kind, this);
         stage = Stage.FAILED;
         long module = session.module().id();

@@ -471,4 +471,27 @@ TEST_F(FunctionsBytesTest, AFailureTellsNoLengthButThatOfTooLittleRoom) {
   EXPECT_EQ(list("C_GetSlotList", env.longs("", {7})), failure(CKR_DEVICE_ERROR));
 }
 
+// --- Messages --------------------------------------------------------------------------------------------------------
+
+// Whether a part is the last one shows from a null pointer for the length, or for the signature.
+TEST_F(FunctionsBytesTest, APartThatIsNotTheLastHasNoSignature) {
+  const jbyteArray in = env.bytes("in", "a part");
+  EXPECT_EQ(NATIVE(signPart)(jni, nullptr, puppetModule(), 0, kSession, nullptr, in, 0, 6, nullptr, 0, 0), 0);
+  EXPECT_EQ(takeOnlyCall(), "C_SignMessageNext 0xFEDCBA9876543210 parameter=0:null in=\"a part\" room=none");
+  EXPECT_EQ(NATIVE(verifyMessage)(jni, nullptr, puppetModule(), indexOf("C_VerifyMessageNext"), kSession, nullptr, in,
+                                  0, 6, nullptr),
+            0);
+  EXPECT_EQ(takeOnlyCall(), "C_VerifyMessageNext 0xFEDCBA9876543210 parameter=0:null in=\"a part\" in=null:0");
+}
+
+// For a whole message it asks for the length.
+TEST_F(FunctionsBytesTest, AMessageWithoutRoomAsksForTheLength) {
+  const jbyteArray in = env.bytes("in", "message");
+  EXPECT_EQ(NATIVE(signMessage)(jni, nullptr, puppetModule(), 0, kSession, nullptr, in, 0, 7, nullptr, 0, 0), 15);
+  EXPECT_EQ(takeOnlyCall(), "C_SignMessage 0xFEDCBA9876543210 parameter=0:null in=\"message\" room=null:0");
+  EXPECT_EQ(NATIVE(message)(jni, nullptr, puppetModule(), 0, kSession, nullptr, nullptr, in, 0, 7, nullptr, 0, 0), 18);
+  EXPECT_EQ(takeOnlyCall(),
+            "C_EncryptMessage 0xFEDCBA9876543210 parameter=0:null in=null:0 in=\"message\" room=null:0");
+}
+
 }  // namespace

@@ -339,7 +339,7 @@ TEST_F(FunctionsModulesTest, AModuleHasWhatItsListHas) {
   list.name = nullptr;                                                                                                 \
   EXPECT_FALSE(has(id, #name)) << #name;                                                                               \
   for (const Line& line : lines()) {                                                                                   \
-    if (line.function != #name && !isOfVersion3(line.function)) {              \
+    if (line.function != #name && !isOfVersion3(line.function)) {                                                      \
       EXPECT_TRUE(has(id, line.function)) << line.function << " without " << #name;                                    \
     }                                                                                                                  \
   }                                                                                                                    \
@@ -371,8 +371,8 @@ TEST_F(FunctionsModulesTest, NothingIsReadBehindAnOlderList) {
     module.list(edge.list());
     const jlong id = load(module.path());
     for (const Line& line : lines()) {
-      const bool isThere = !isOfVersion3(line.function) &&
-                           (row.hasWaitForSlotEvent || line.function != "C_WaitForSlotEvent");
+      const bool isThere =
+          !isOfVersion3(line.function) && (row.hasWaitForSlotEvent || line.function != "C_WaitForSlotEvent");
       EXPECT_EQ(has(id, line.function), isThere) << line.function;
       EXPECT_EQ(answerOfCall(line.function, id), isThere ? 0 : jint(CKR_FUNCTION_NOT_SUPPORTED)) << line.function;
     }

@@ -2,6 +2,7 @@
 /// test needs.
 #include "call.h"
 #include "entries.h"
+#include "messages_3_0.h"
 
 #include <string>
 
@@ -31,7 +32,11 @@ CK_RV C_SessionCancel(CK_SESSION_HANDLE hSession, CK_FLAGS flags) {
                                      {CKF_SIGN, Operation::Sign},
                                      {CKF_SIGN_RECOVER, Operation::SignRecover},
                                      {CKF_VERIFY, Operation::Verify},
-                                     {CKF_VERIFY_RECOVER, Operation::VerifyRecover}};
+                                     {CKF_VERIFY_RECOVER, Operation::VerifyRecover},
+                                     {CKF_MESSAGE_ENCRYPT, Operation::MessageEncrypt},
+                                     {CKF_MESSAGE_DECRYPT, Operation::MessageDecrypt},
+                                     {CKF_MESSAGE_SIGN, Operation::MessageSign},
+                                     {CKF_MESSAGE_VERIFY, Operation::MessageVerify}};
   Call call("C_SessionCancel");
   call.hex("session", hSession).hex("flags", flags);
   return call.answer([&](Token& token) -> CK_RV {
@@ -66,6 +71,7 @@ extern "C" __attribute__((visibility("default"))) CK_RV C_GetInterface(CK_UTF8CH
 #undef X
   list.C_LoginUser = C_LoginUser;
   list.C_SessionCancel = C_SessionCancel;
+  addMessages(list);
   *ppInterface = &scripted::interface;
   return CKR_OK;
 }

@@ -23,8 +23,9 @@ constexpr ReturnValue kReturnValues[] = {
 const std::set<std::string> kFunctions = {
 #define X(name) #name,
 #include "functions.inc"
+#include "functions_3_0.inc"
 #undef X
-    "C_GetFunctionList", "C_SetCallBack", "C_LoginUser", "C_SessionCancel"};
+    "C_GetFunctionList", "C_SetCallBack"};
 
 const std::set<std::string> kWords = {"always", "unread", "block", "asks"};
 

@@ -8,7 +8,19 @@ namespace scripted {
 
 using Attributes = std::map<CK_ATTRIBUTE_TYPE, Bytes>;
 
-enum class Operation { Encrypt, Decrypt, Digest, Sign, SignRecover, Verify, VerifyRecover };
+enum class Operation {
+  Encrypt,
+  Decrypt,
+  Digest,
+  Sign,
+  SignRecover,
+  Verify,
+  VerifyRecover,
+  MessageEncrypt,
+  MessageDecrypt,
+  MessageSign,
+  MessageVerify
+};
 
 struct Active {
   CK_MECHANISM_TYPE mechanism;

@@ -265,6 +265,9 @@ public final class Structure {
             for (int i = 0; i < pointerCount; i++) {
                 block.putLong(pointers[i], targets[i]);
             }
+            if (bytes != null) {
+                System.arraycopy(block.array(), 0, bytes, HEAD, size);
+            }
         }
     }
 

@@ -1,20 +1,28 @@
 package velnor.params;
 
+import velnor.CKG;
+
 /** Who makes the vector of a message: {@code CKG_NO_GENERATE} and its like. */
 public enum VectorGenerator {
     /** The program: the token takes the vector as it is. */
-    NONE,
+    NONE(CKG.NO_GENERATE),
     /** The token, in whatever way. */
-    ANY,
+    ANY(CKG.GENERATE),
     /** The token, which counts. */
-    COUNTER,
+    COUNTER(CKG.GENERATE_COUNTER),
     /** The token, at random. */
-    RANDOM,
+    RANDOM(CKG.GENERATE_RANDOM),
     /** The token, which counts and combines that with a vector by an exclusive or. */
-    COUNTER_XOR;
+    COUNTER_XOR(CKG.GENERATE_COUNTER_XOR);
+
+    private final int number;
+
+    VectorGenerator(int number) {
+        this.number = number;
+    }
 
     /** The number in the C structures. */
     int number() {
-        return ordinal();
+        return number;
     }
 }

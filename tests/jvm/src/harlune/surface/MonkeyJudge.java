@@ -25,7 +25,7 @@ final class MonkeyJudge {
 
     private static final Predicate<Object> ANY = result -> true;
     private static final String KEY_METHODS = "Session\\.(\\w*[eE]ncrypt\\w*|decrypt\\w*|sign\\w*|verif\\w*|isValid"
-            + "|wrapKey|unwrapKey|deriveKey)\\(.*";
+            + "|wrapKey|unwrapKey|deriveKey|message\\w+)\\(.*";
 
     static final List<Tolerated> TOLERATED = List.of(
             new Tolerated("Cryptoki\\.open\\(.*", "C_Finalize", "\\w+", ANY,
@@ -50,7 +50,7 @@ final class MonkeyJudge {
                     "CKR_ATTRIBUTE_(TYPE_INVALID|SENSITIVE)", ANY, "the value is null or empty"),
             new Tolerated(KEY_METHODS, "C_GetAttributeValue", "\\w+", ANY,
                     "a key that does not tell its type is the token's to judge"),
-            new Tolerated("(Encryptor|Decryptor|Signer|Verifier|Digester)\\.close\\(.*", "C_\\w+", "\\w+", ANY,
+            new Tolerated("((Message)?(Encryptor|Decryptor|Signer|Verifier)|Digester)\\.close\\(.*", "C_\\w+", "\\w+", ANY,
                     "what is given up may be over already"));
 
     static final List<Documented> DOCUMENTED = List.of(

@@ -145,7 +145,8 @@ class MonkeyTokenTest {
         Monkey monkey = new Monkey(new Token(), CALLS);
         assertEquals("", String.join("\n", monkey.play()));
         Set<String> uncalled = monkey.uncalled();
-        uncalled.removeIf(name -> name.startsWith("TokenKeyPair.")); // whether one is made at all is luck
+        // Whether one of these is made at all, and its turn comes, is luck.
+        uncalled.removeIf(name -> name.matches("(TokenKeyPair|Message\\w+)\\..*"));
         assertEquals(Set.of(), uncalled);
         assertTrue(monkey.shareOfGoodEnds() > 0.85, () -> monkey.neverGood().toString());
         assertTrue(monkey.emptyEnds() > 0);

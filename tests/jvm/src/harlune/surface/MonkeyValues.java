@@ -109,6 +109,9 @@ final class MonkeyValues {
 
     /** An object of a class of values, made of arguments that suit. */
     private Object plausible(Class<?> type) throws ReflectiveOperationException {
+        if (type.isEnum()) {
+            return type.getEnumConstants()[0];
+        }
         Executable maker = Stream.concat(Arrays.<Executable>stream(type.getConstructors()),
                 Arrays.stream(type.getMethods()).filter(method -> Modifier.isStatic(method.getModifiers())
                         && method.getReturnType() == type).sorted(Comparator.comparing(Method::toString)))

@@ -28,14 +28,17 @@ import velnor.CKP;
 import velnor.Version;
 import velnor.nat.Structure;
 import velnor.params.CBCEncryptDataParams;
+import velnor.params.CCMMessageParams;
 import velnor.params.CCMParams;
 import velnor.params.CTRParams;
 import velnor.params.ChaCha20Params;
+import velnor.params.ChaCha20Poly1305MessageParams;
 import velnor.params.ChaCha20Poly1305Params;
 import velnor.params.ECDH1DeriveParams;
 import velnor.params.ECDHAESKeyWrapParams;
 import velnor.params.EXTRACTParams;
 import velnor.params.EdDSAParams;
+import velnor.params.GCMMessageParams;
 import velnor.params.GCMParams;
 import velnor.params.HKDFParams;
 import velnor.params.HashSignContextParams;
@@ -73,6 +76,7 @@ import velnor.params.TLS12MasterKeyDeriveParams;
 import velnor.params.TLSKDFParams;
 import velnor.params.TLSMACParams;
 import velnor.params.TLSPRFParams;
+import velnor.params.VectorGenerator;
 import velnor.params.X942DH1DeriveParams;
 
 /** Every structure that Java lays out, place by place, against what a program that was compiled with the header says. */
@@ -231,6 +235,21 @@ class LayoutTest {
                         bytes("1234"), "blockCounterBits", 32, "pNonce", bytes("twelve bytes"), "ulNonceBits", 96),
                 expect("CK_SALSA20_CHACHA20_POLY1305_PARAMS", new ChaCha20Poly1305Params(bytes("twelve bytes"), null),
                         "pNonce", bytes("twelve bytes"), "ulNonceLen", 12, "pAAD", NULL, "ulAADLen", 0),
+                expect("CK_GCM_MESSAGE_PARAMS", new GCMMessageParams(bytes("a vector"), bytes("twelve bytes")), "pIv",
+                        bytes("a vector"), "ulIvLen", 8, "ulIvFixedBits", 0, "ivGenerator", 0, "pTag",
+                        bytes("twelve bytes"), "ulTagBits", 96),
+                expect("CK_GCM_MESSAGE_PARAMS", new GCMMessageParams(bytes("a vector"), 16,
+                        VectorGenerator.COUNTER_XOR, 32), "pIv", bytes("a vector"), "ulIvLen", 8, "ulIvFixedBits", 16,
+                        "ivGenerator", 4, "pTag", new byte[4], "ulTagBits", 32),
+                expect("CK_CCM_MESSAGE_PARAMS", new CCMMessageParams(0x1_0000_0002L, bytes("a nonce"), bytes("a mac...")),
+                        "ulDataLen", 0x1_0000_0002L, "pNonce", bytes("a nonce"), "ulNonceLen", 7, "ulNonceFixedBits",
+                        0, "nonceGenerator", 0, "pMAC", bytes("a mac..."), "ulMACLen", 8),
+                expect("CK_CCM_MESSAGE_PARAMS", new CCMMessageParams(3, bytes("a nonce"), 24, VectorGenerator.RANDOM, 4),
+                        "ulDataLen", 3, "pNonce", bytes("a nonce"), "ulNonceLen", 7, "ulNonceFixedBits",
+                        24, "nonceGenerator", 3, "pMAC", new byte[4], "ulMACLen", 4),
+                expect("CK_SALSA20_CHACHA20_POLY1305_MSG_PARAMS", new ChaCha20Poly1305MessageParams(
+                        bytes("twelve bytes"), bytes("tag of 16 bytes.")), "pNonce", bytes("twelve bytes"), "ulNonceLen",
+                        12, "pTag", bytes("tag of 16 bytes.")),
                 expect("CK_ECDH1_DERIVE_PARAMS", new ECDH1DeriveParams(CKD.SHA1_KDF, bytes("both"), bytes("point")),
                         "kdf", 2, "ulSharedDataLen", 4, "pSharedData", bytes("both"), "ulPublicDataLen", 5,
                         "pPublicData", bytes("point")),

@@ -25,13 +25,16 @@ import velnor.CKF;
 import velnor.CKM;
 import velnor.nat.Structure;
 import velnor.params.CBCEncryptDataParams;
+import velnor.params.CCMMessageParams;
 import velnor.params.CCMParams;
 import velnor.params.CTRParams;
 import velnor.params.ChaCha20Params;
+import velnor.params.ChaCha20Poly1305MessageParams;
 import velnor.params.ChaCha20Poly1305Params;
 import velnor.params.ECDH1DeriveParams;
 import velnor.params.ECDHAESKeyWrapParams;
 import velnor.params.EdDSAParams;
+import velnor.params.GCMMessageParams;
 import velnor.params.GCMParams;
 import velnor.params.HKDFParams;
 import velnor.params.HashSignContextParams;
@@ -56,6 +59,7 @@ import velnor.params.TLS12MasterKeyDeriveParams;
 import velnor.params.TLSKDFParams;
 import velnor.params.TLSMACParams;
 import velnor.params.TLSPRFParams;
+import velnor.params.VectorGenerator;
 import velnor.params.X942DH1DeriveParams;
 
 /** Which parameters are refused, with which advice, and what the factories make. */
@@ -73,6 +77,16 @@ class ParameterChecksTest {
                 arguments(new CTRParams(129, SOME), "1 to 128 bits, not 129"),
                 arguments(new GCMParams(new byte[0]), "initialisation vector"),
                 arguments(new GCMParams(SOME, null, 88), "not 88"),
+                arguments(new GCMMessageParams(new byte[0]), "initialisation vector"),
+                arguments(new GCMMessageParams(SOME, 8 * SOME.length + 1, VectorGenerator.ANY, 128), "cannot be fixed"),
+                arguments(new GCMMessageParams(SOME, -1, VectorGenerator.ANY, 128), "cannot be fixed"),
+                arguments(new GCMMessageParams(SOME, 0, null, 128), "cannot be fixed"),
+                arguments(new GCMMessageParams(SOME, new byte[17]), "A GCM tag has"),
+                arguments(new CCMMessageParams(1, new byte[6], 0, VectorGenerator.NONE, 16), "not 6"),
+                arguments(new CCMMessageParams(1, new byte[7], 57, VectorGenerator.COUNTER, 16), "cannot be fixed"),
+                arguments(new CCMMessageParams(1, new byte[7], new byte[5]), "not 5"),
+                arguments(new ChaCha20Poly1305MessageParams(new byte[16]), "12 bytes"),
+                arguments(new ChaCha20Poly1305MessageParams(new byte[12], new byte[15]), "not 15"),
                 arguments(new GCMParams(SOME, null, 136), "not 136"),
                 arguments(new GCMParams(SOME, null, 100), "not 100"),
                 arguments(new GCMParams(SOME, null, 0), "take 128"),
