@@ -28,7 +28,8 @@ final class Configuration {
     /** What stands before a configuration that is no file's name. */
     private static final String INLINE = "--";
 
-    private static final String SETTING = "\\G\\s*(\\w+)\\s*=\\s*(?:\"((?:[^\"\\\\]|\\\\.)*)\"|(\\{[^}]*\\})|([^\\n;\"{]*))"
+    private static final String SETTING =
+            "\\G\\s*(\\w+)\\s*=\\s*(?:\"((?:[^\"\\\\]|\\\\.)*)\"|(\\{[^}]*\\})|([^\\n;\"{]*))"
             + "[ \\t]*(?:[\\n;]|$)";
     private static final Pattern COMMENT = Pattern.compile("(?m)^\\s*#.*$");
 
@@ -60,7 +61,8 @@ final class Configuration {
         try {
             return parse(Files.readString(Path.of(argument)));
         } catch (IOException e) {
-            throw new IllegalArgumentException("The configuration " + argument + " cannot be read: " + e.getMessage(), e);
+            throw new IllegalArgumentException("The configuration " + argument + " cannot be read: " + e.getMessage(),
+                    e);
         }
     }
 
@@ -181,7 +183,8 @@ final class Configuration {
         if (found.size() != 1) {
             throw new IllegalArgumentException((found.isEmpty() ? "No token is " : "More than one token is ")
                     + "what the configuration names; there are " + present.stream()
-                            .map(slot -> '"' + slot.tokenInfo().label() + "\" in slot " + Long.toUnsignedString(slot.id()))
+                            .map(slot -> '"' + slot.tokenInfo().label() + "\" in slot "
+                                    + Long.toUnsignedString(slot.id()))
                             .collect(Collectors.joining(", ")));
         }
         return found.get(0);

@@ -42,8 +42,8 @@ import velnor.TokenSlot;
  * signature.initSign((PrivateKey) keys.getKey("my key", null));
  * }</pre>
  *
- * <p>Without a program of one's own it is made of a configuration, by {@link #configure}, in {@code java.security} or by
- * {@code keytool -providerClass velnor.jca.HarluneProvider -providerArg}.
+ * <p>Without a program of one's own it is made of a configuration, by {@link #configure}, in {@code java.security} or
+ * by {@code keytool -providerClass velnor.jca.HarluneProvider -providerArg}.
  *
  * <p>Services are offered as far as the token has the mechanisms. A provider may be used by any number of threads.
  */

@@ -11,7 +11,8 @@ import velnor.TokenObject;
 
 /**
  * Where a key is on its token. A key that is stored there is searched anew when the sessions were lost or the login has
- * ended; one that is not was lost with them. The reference knows nothing of the Java key, so that this can be collected.
+ * ended; one that is not was lost with them. The reference knows nothing of the Java key, so that it can be
+ * collected.
  */
 final class KeyReference implements Runnable {
     /** By what a stored key is found again. */

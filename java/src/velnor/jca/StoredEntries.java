@@ -133,7 +133,8 @@ final class StoredEntries {
         for (Stored stored : certificates) {
             if (!used.contains(stored) && !(stored.label.isEmpty() && inChains.contains(stored.certificate))) {
                 nameless.add(new Nameless(stored.label,
-                        new StoredEntry(null, stored.certificate, stored.object, stored.id), encoded(stored.certificate)));
+                        new StoredEntry(null, stored.certificate, stored.object, stored.id),
+                        encoded(stored.certificate)));
             }
         }
         name(nameless);
@@ -151,13 +152,15 @@ final class StoredEntries {
     private Nameless keyEntry(TokenObject object, TokenKey key, boolean isPrivate, Set<Stored> used) {
         byte[] id = object.id();
         Stored certificate = isPrivate && id.length > 0 ? certificates.stream()
-                .filter(stored -> Arrays.equals(stored.id, id) && !used.contains(stored)).findFirst().orElse(null) : null;
+                .filter(stored -> Arrays.equals(stored.id, id) && !used.contains(stored))
+                .findFirst().orElse(null) : null;
         if (certificate == null) {
             return new Nameless(object.label(), new StoredEntry(key, null, null, id), itself(object));
         }
         used.add(certificate);
         return new Nameless(certificate.label.isEmpty() ? object.label() : certificate.label,
-                new StoredEntry(key, certificate.certificate, certificate.object, id), encoded(certificate.certificate));
+                new StoredEntry(key, certificate.certificate, certificate.object, id),
+                encoded(certificate.certificate));
     }
 
     /** What tells a key without an ID from others, as long as the token does not change it. */
@@ -178,7 +181,8 @@ final class StoredEntries {
                     .collect(Collectors.groupingBy(one -> one.mark, TreeMap::new, Collectors.counting()));
             // What nothing tells apart on the token has no alias: it could be another one next time.
             group.stream().filter(one -> marks.get(one.mark) == 1)
-                    .forEach(one -> entries.putIfAbsent(label.isEmpty() ? one.mark : label + '/' + one.mark, one.entry));
+                    .forEach(one -> entries.putIfAbsent(
+                            label.isEmpty() ? one.mark : label + '/' + one.mark, one.entry));
         });
     }
 
@@ -261,7 +265,8 @@ final class StoredEntries {
         if (old != null && old.key() != null) {
             throw new KeyStoreException("There is a key of this alias");
         }
-        replace(old, certificate, new Attribute(CKA.LABEL, alias), new Attribute(CKA.ID, id(certificate.getPublicKey())));
+        replace(old, certificate, new Attribute(CKA.LABEL, alias),
+                new Attribute(CKA.ID, id(certificate.getPublicKey())));
     }
 
     /**

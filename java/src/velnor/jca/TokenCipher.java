@@ -146,7 +146,8 @@ final class TokenCipher extends CipherSpi {
         if (algorithm == CipherAlgorithm.AES_GCM && isEncrypting()) {
             if (usedKey != null && usedKey.equals(key) && Arrays.equals(usedIv, iv)) {
                 key = null;
-                throw new InvalidAlgorithmParameterException("This key has encrypted with this vector: GCM needs another");
+                throw new InvalidAlgorithmParameterException(
+                        "This key has encrypted with this vector: GCM needs another");
             }
             used = false;
         }
@@ -381,7 +382,8 @@ final class TokenCipher extends CipherSpi {
         byte[] given = data == null ? new byte[0] : data;
         int from = data == null ? 0 : off;
         try {
-            byte[] result = encryptor == null && decryptor == null ? atOnce(given, from, len) : finish(given, from, len);
+            byte[] result = encryptor == null && decryptor == null ? atOnce(given, from, len)
+                    : finish(given, from, len);
             if (algorithm == CipherAlgorithm.AES_GCM && isEncrypting()) {
                 used = true;
                 usedKey = key;
@@ -458,7 +460,8 @@ final class TokenCipher extends CipherSpi {
         byte[] result = engineDoFinal(data, off, len);
         if (out.length - outOff < result.length) {
             undelivered = result;
-            throw new ShortBufferException("The result has " + result.length + " bytes; it is given when there is room");
+            throw new ShortBufferException("The result has " + result.length
+                    + " bytes; it is given when there is room");
         }
         System.arraycopy(result, 0, out, outOff, result.length);
         return result.length;
@@ -520,7 +523,8 @@ final class TokenCipher extends CipherSpi {
 
     /** Secret keys arrive in the token and stay there; keys of TLS, private and public ones become the program's. */
     @Override
-    protected Key engineUnwrap(byte[] wrapped, String of, int type) throws InvalidKeyException, NoSuchAlgorithmException {
+    protected Key engineUnwrap(byte[] wrapped, String of, int type)
+            throws InvalidKeyException, NoSuchAlgorithmException {
         if (type == Cipher.SECRET_KEY && !of.startsWith("Tls")) {
             return unwrapInside(wrapped, of);
         }

@@ -253,7 +253,8 @@ final class TokenKeyStore extends KeyStoreSpi {
                 entries = StoredEntries.read(token);
             }
         } catch (InvalidKeyException | CryptokiException | ProviderException | IllegalArgumentException e) {
-            throw new KeyStoreException("The token does not " + what + " the entry " + alias + ": " + e.getMessage(), e);
+            throw new KeyStoreException("The token does not " + what + " the entry " + alias + ": " + e.getMessage(),
+                    e);
         }
     }
 }

@@ -36,8 +36,8 @@ import velnor.jca.SignatureAlgorithm.Scheme;
 import velnor.params.PSSParams;
 
 /**
- * Signatures. Short messages wait here and travel in one call; from longer ones on a session is held until the end. What
- * a token does not digest is digested here, and what it cannot verify the JDK verifies.
+ * Signatures. Short messages wait here and travel in one call; from longer ones on a session is held until the end.
+ * What a token does not digest is digested here, and what it cannot verify the JDK verifies.
  */
 final class TokenSignature extends SignatureSpi {
     /** The most that waits here for a mechanism that takes parts. */
@@ -108,7 +108,8 @@ final class TokenSignature extends SignatureSpi {
         half = half(publicKey);
         signing = false;
         if (isVerifiedByToken()) {
-            key = TokenKeys.usable(token, publicKey, new Attribute(CKA.VERIFY, true), new Attribute(CKA.PRIVATE, false));
+            key = TokenKeys.usable(token, publicKey, new Attribute(CKA.VERIFY, true),
+                    new Attribute(CKA.PRIVATE, false));
             plan();
         } else {
             software = software(publicKey);
@@ -287,7 +288,7 @@ final class TokenSignature extends SignatureSpi {
         if (algorithm.scheme() == Scheme.RSA) {
             return digested.info(value);
         }
-        // Of a digest that is longer than the order of the group only the beginning counts; not every token cuts it off.
+        // Of a digest that is longer than the order only the beginning counts, which not every token knows.
         return half == 0 || value.length <= half ? value : Arrays.copyOf(value, half);
     }
 

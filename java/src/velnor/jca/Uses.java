@@ -10,7 +10,8 @@ import velnor.CKA;
 /** What a new key is good for: everything that the operations of Java do with a key of its kind. */
 final class Uses {
     /** A key that lives in the token's memory and never leaves it. */
-    static final List<Attribute> KEPT_INSIDE = List.of(new Attribute(CKA.TOKEN, false), new Attribute(CKA.PRIVATE, true),
+    static final List<Attribute> KEPT_INSIDE = List.of(new Attribute(CKA.TOKEN, false),
+            new Attribute(CKA.PRIVATE, true),
             new Attribute(CKA.SENSITIVE, true), new Attribute(CKA.EXTRACTABLE, false));
 
     private Uses() {
@@ -39,7 +40,8 @@ final class Uses {
     }
 
     static List<Attribute> ofSecretKey(String algorithm) {
-        return algorithm.equals("AES") ? all(CKA.ENCRYPT, CKA.DECRYPT, CKA.WRAP, CKA.UNWRAP) : all(CKA.SIGN, CKA.VERIFY);
+        return algorithm.equals("AES") ? all(CKA.ENCRYPT, CKA.DECRYPT, CKA.WRAP, CKA.UNWRAP)
+                : all(CKA.SIGN, CKA.VERIFY);
     }
 
     static List<Attribute> ofPublicKey(String algorithm) {

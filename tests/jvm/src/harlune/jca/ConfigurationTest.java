@@ -86,12 +86,14 @@ class ConfigurationTest extends JcaToken {
         assertEquals("Harlune-" + Tokens.LABEL, bySlot.getName());
         assertEquals(slot, ((HarluneProvider) configured(library() + "slotListIndex = "
                 + cryptoki.slots().indexOf(slot))).slot());
-        assertEquals(slot, ((HarluneProvider) configured(library() + "slot = 0x" + Long.toHexString(slot.id()))).slot());
+        assertEquals(slot, ((HarluneProvider) configured(library() + "slot = 0x"
+                + Long.toHexString(slot.id()))).slot());
         String uri = "pkcs11:token=" + Tokens.LABEL.replace(" ", "%20") + ";manufacturer="
                 + slot.tokenInfo().manufacturerID().replace(" ", "%20") + "?module-path=" + Tokens.MODULE;
         assertEquals(slot, ((HarluneProvider) new HarluneProvider().configure(uri)).slot());
         assertEquals(slot, ((HarluneProvider) configured("uri = \"" + uri + '"')).slot());
-        assertEquals(slot, ((HarluneProvider) configured("module=\"" + Tokens.MODULE + "\"\nlabel=" + Tokens.LABEL)).slot());
+        assertEquals(slot, ((HarluneProvider) configured("module=\"" + Tokens.MODULE
+                + "\"\nlabel=" + Tokens.LABEL)).slot());
     }
 
     @Test
@@ -134,7 +136,8 @@ class ConfigurationTest extends JcaToken {
         assertNull(configured(library() + token()).getService("MessageDigest", "SHA-256"));
         Provider made = configured(library() + token() + "digests = true");
         for (String name : List.of("SHA-1", "SHA-256", "SHA-512")) {
-            boolean has = slot.supports(name.equals("SHA-1") ? CKM.SHA_1 : name.equals("SHA-256") ? CKM.SHA256 : CKM.SHA512);
+            boolean has = slot.supports(name.equals("SHA-1") ? CKM.SHA_1
+                    : name.equals("SHA-256") ? CKM.SHA256 : CKM.SHA512);
             assertEquals(has, made.getService("MessageDigest", name) != null, name);
             if (!has) {
                 continue;

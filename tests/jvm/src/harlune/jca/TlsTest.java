@@ -120,7 +120,8 @@ class TlsTest extends JcaToken {
                     return socket.getSession().getProtocol() + ' ' + line;
                 }
             });
-            String said = openssl("hello server\n", List.of("s_client", "-connect", "127.0.0.1:" + server.getLocalPort(),
+            String said = openssl("hello server\n", List.of("s_client", "-connect",
+                    "127.0.0.1:" + server.getLocalPort(),
                     "-CAfile", directory.resolve("ca.pem").toString(), "-verify_return_error", "-ign_eof",
                     version.equals("TLSv1.3") ? "-tls1_3" : "-tls1_2"));
             assertTrue(said.contains("hello client"), said);
