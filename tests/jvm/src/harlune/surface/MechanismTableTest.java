@@ -24,6 +24,7 @@ import org.junit.jupiter.api.Test;
 import velnor.CKK;
 import velnor.CKM;
 import velnor.params.MechanismParams;
+import velnor.params.MessageParams;
 import velnor.table.MechanismRow;
 import velnor.table.MechanismRow.Use;
 import velnor.table.MechanismTable;
@@ -130,7 +131,8 @@ class MechanismTableTest {
             for (String entry : jar.stream().map(Object::toString)
                     .filter(entry -> entry.matches("velnor/params/\\w+\\.class")).toList()) {
                 Class<?> type = Class.forName(entry.replace(".class", "").replace('/', '.'));
-                if (MechanismParams.class.isAssignableFrom(type) && !type.isInterface()) {
+                if (MechanismParams.class.isAssignableFrom(type) && !MessageParams.class.isAssignableFrom(type)
+                        && !type.isInterface()) {
                     classes.add(type.getSimpleName());
                 }
             }
