@@ -76,8 +76,9 @@ inline CK_RV invoke(CK_C_Sign wrapper, CK_SESSION_HANDLE hSession, CK_BYTE_PTR i
   return wrapper(hSession, input, inputLength, output, outputLength);
 }
 
-/// How often a module may ask for another length. None asks more than twice, unless it does so for ever.
-inline constexpr unsigned kMostAttempts = 1000;
+/// How often a module may ask for another length. None asks more than twice, unless it does so for ever, and callers
+/// may count on being repeated as often as any module in its senses asks.
+inline constexpr unsigned kMostAttempts = 10'000;
 
 /// Calls the module with a buffer of whatever length it asks for, and makes the new Java array.
 template <typename Call>
