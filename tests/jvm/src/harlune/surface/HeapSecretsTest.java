@@ -6,6 +6,7 @@ import static org.junit.jupiter.api.Assertions.assertTrue;
 import harlune.support.ChildJvm;
 import harlune.support.ScriptedModule;
 
+import java.io.IOException;
 import java.lang.management.ManagementFactory;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
@@ -56,7 +57,7 @@ class HeapSecretsTest {
     private static final String UNWIPED = "what the program has not wiped";
 
     /** Secrets that no class file holds: each byte is computed. */
-    private static byte[] secret(int seed, int length) {
+    static byte[] secret(int seed, int length) {
         Random random = new Random(seed);
         byte[] secret = new byte[length];
         for (int i = 0; i < length; i++) {
@@ -65,7 +66,7 @@ class HeapSecretsTest {
         return secret;
     }
 
-    private static char[] characters(byte[] ascii) {
+    static char[] characters(byte[] ascii) {
         char[] characters = new char[ascii.length];
         for (int i = 0; i < ascii.length; i++) {
             characters[i] = (char) ascii[i];
@@ -73,7 +74,7 @@ class HeapSecretsTest {
         return characters;
     }
 
-    private static void wipe(byte[]... arrays) {
+    static void wipe(byte[]... arrays) {
         Arrays.asList(arrays).forEach(array -> Arrays.fill(array, (byte) 0));
     }
 
@@ -103,7 +104,7 @@ class HeapSecretsTest {
             new Attribute(CKA.VALUE, value)};
     }
 
-    private static byte[] swapped(byte[] secret) {
+    static byte[] swapped(byte[] secret) {
         byte[] swapped = secret.clone();
         for (int i = 0; i < swapped.length; i++) {
             swapped[i] ^= 0x20;
@@ -167,8 +168,28 @@ class HeapSecretsTest {
         Session session = cryptoki.slotsWithToken().get(0).openSession();
         work(session);
         byte[] control = UNWIPED.toUpperCase(Locale.ROOT).getBytes(StandardCharsets.UTF_8);
-        ManagementFactory.getPlatformMXBean(HotSpotDiagnosticMXBean.class).dumpHeap(arguments[0], false);
+        dumpHeap(arguments[0]);
         System.exit(control.length > 0 ? 0 : 1);
+    }
+
+    static void dumpHeap(String file) throws IOException {
+        ManagementFactory.getPlatformMXBean(HotSpotDiagnosticMXBean.class).dumpHeap(file, false);
+    }
+
+    /** The heap of another JVM, which dumps it at the end of a main method that is given the file. */
+    static byte[] heapAfter(Class<?> main, Path directory) throws IOException, InterruptedException {
+        Path file = directory.resolve("heap.hprof");
+        ChildJvm.End end = ChildJvm.run(List.of("-XX:+UseSerialGC", "-Xmn64m", "-Xmx128m"), main, file.toString());
+        assertEquals(0, end.status(), end.told());
+        return Files.readAllBytes(file);
+    }
+
+    /** How often the beginning of a secret stands there: as bytes, in Latin-1, or as characters of either order. */
+    static int mentions(byte[] dump, byte[] secret) {
+        byte[] beginning = Arrays.copyOf(secret, SHORT);
+        String text = new String(beginning, StandardCharsets.US_ASCII);
+        return count(dump, beginning) + count(dump, text.getBytes(StandardCharsets.UTF_16BE))
+                + count(dump, text.getBytes(StandardCharsets.UTF_16LE));
     }
 
     private static int count(byte[] dump, byte[] wanted) {
@@ -183,18 +204,11 @@ class HeapSecretsTest {
 
     @Test
     void nothingIsLeft(@TempDir Path directory) throws Exception {
-        Path file = directory.resolve("heap.hprof");
-        ChildJvm.End end = ChildJvm.run(List.of("-XX:+UseSerialGC", "-Xmn64m", "-Xmx128m"), HeapSecretsTest.class,
-                file.toString());
-        assertEquals(0, end.status(), end.told());
-        byte[] dump = Files.readAllBytes(file);
+        byte[] dump = heapAfter(HeapSecretsTest.class, directory);
         Map<String, Integer> expected = new TreeMap<>();
         Map<String, Integer> found = new TreeMap<>();
         for (String name : NAMES) {
-            byte[] beginning = Arrays.copyOf(secret(name), SHORT);
-            String text = new String(beginning, StandardCharsets.US_ASCII);
-            found.put(name, count(dump, beginning) + count(dump, text.getBytes(StandardCharsets.UTF_16BE))
-                    + count(dump, text.getBytes(StandardCharsets.UTF_16LE)));
+            found.put(name, mentions(dump, secret(name)));
             expected.put(name, IN_ATTRIBUTES.contains(name) ? 1 : 0);
         }
         assertEquals(expected, found);
