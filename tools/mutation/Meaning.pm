@@ -9,7 +9,7 @@ use Exporter qw(import);
 
 our @EXPORT_OK = qw(meaningful constants_of);
 
-my $WIPE = qr/^(?:if \(.*?\)\s*)?(?:std::)?(?:explicit_bzero|wipe\w*|closeBlock|free|release\w*|close)\(|\bwipe\w*\(|\.destroy\(|^(?:java\.util\.)?Arrays\.fill\([^;]*(?:\(byte\) 0|'.{1,2}')\)/;
+my $WIPE = qr/^(?:if \(.*?\)\s*)?(?:std::)?(?:explicit_bzero|wipe\w*|closeBlock|free|release\w*|close)\(|\bwipe\w*\(|\.destroy\(|^(?:java\.util\.)?Arrays\.fill\([^;]*(?:\(byte\) 0|'\\0')\)/;
 my $CHECK = qr/^(?:[\w.]+\.)?(?:require\w*|check\w*|MUST_HOLD|checkFromIndexSize)\(/;
 my $JUMP = qr/^(?:\{\s*)?(?:return|throw|raise\b|break|continue)/;
 my $ALIKE = qr/^(?:Math|std)(?:\.|::)(?:min|max)$|^(?:add|\w*[eE]quals|mark)$/;
@@ -22,7 +22,7 @@ my $CONSTANT = {
 
 my @kinds = (
   ['drops a lock', \&lock_drops],
-  ['drops a wipe', sub { dropped($_[0], sub { $_[1] =~ $WIPE }) }],
+  ['drops a wipe', sub { dropped($_[0], sub { $_[0]{kind} =~ /^(?:call|if)$/ && $_[1] =~ $WIPE }) }],
   ['wipes half', \&half_wipes],
   ['drops a check', sub { dropped($_[0], \&is_check) }],
   ['moves a check behind', sub { moved($_[0], sub { is_check(@_[0, 1]) }) }],

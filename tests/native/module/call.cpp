@@ -16,6 +16,16 @@ namespace {
 using PinCallback = CK_RV (*)(CK_CHAR_PTR, CK_ULONG_PTR);
 
 struct Module {
+  Module() = default;
+  Module(const Module&) = delete;
+  Module& operator=(const Module&) = delete;
+  /// Lets blocked calls go on: a process that ends would wait for them.
+  ~Module() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    ++releases;
+    released.notify_all();
+  }
+
   std::mutex mutex;
   std::condition_variable released;
   Token token;

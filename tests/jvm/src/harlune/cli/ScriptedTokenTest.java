@@ -1,10 +1,12 @@
 package harlune.cli;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import harlune.support.ScriptedModule;
 
 import java.util.Arrays;
+import java.util.concurrent.TimeUnit;
 
 import org.junit.jupiter.api.Test;
 
@@ -60,5 +62,35 @@ class ScriptedTokenTest {
     void aModuleThatFailsIsNotAskedForever() throws Exception {
         scripted("C_WaitForSlotEvent CKR_DEVICE_ERROR").arguments("wait").run().assertRefused(3,
                 "J_WaitForSlotEvent: DEVICE ERROR (CKR_DEVICE_ERROR, 0x30)");
+    }
+
+    /** The command line, which tells on stderr when a call does not come back from the module. */
+    public static final class Stuck {
+        public static void main(String[] arguments) {
+            Thread watch = new Thread(() -> {
+                while (ScriptedModule.blocked() == 0) {
+                    Thread.onSpinWait();
+                }
+                System.err.println("stuck");
+            });
+            watch.setDaemon(true);
+            watch.start();
+            Scripted.main(arguments);
+        }
+    }
+
+    @Test
+    void aCallThatNeverComesBackDoesNotKeepTheProcess() throws Exception {
+        Process process = Velnor.ofJvm("-Dharlune.module=" + ScriptedModule.PATH, "-cp",
+                System.getProperty("java.class.path"), Stuck.class.getName())
+                .arguments("C_GetInfo block", "--", "info").module(ScriptedModule.PATH).process().start();
+        try {
+            assertEquals('s', process.getErrorStream().read());
+            process.destroy();
+            assertTrue(process.waitFor(60, TimeUnit.SECONDS), "the process waits for its module");
+            assertEquals(143, process.exitValue());
+        } finally {
+            process.destroyForcibly();
+        }
     }
 }

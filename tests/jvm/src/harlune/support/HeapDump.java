@@ -32,6 +32,16 @@ public final class HeapDump {
         ManagementFactory.getPlatformMXBean(HotSpotDiagnosticMXBean.class).dumpHeap(file, false);
     }
 
+    /** The heap of another JVM, which dumps it at the end of a main method that is given the file. */
+    public static HeapDump after(Class<?> main, Path directory) throws IOException, InterruptedException {
+        Path file = directory.resolve("heap.hprof");
+        ChildJvm.End end = ChildJvm.run(OPTIONS, main, file.toString());
+        if (end.status() != 0) {
+            throw new AssertionError("status " + end.status() + ": " + end.told());
+        }
+        return read(file);
+    }
+
     public static HeapDump read(Path file) throws IOException {
         return new HeapDump(Files.readAllBytes(file));
     }

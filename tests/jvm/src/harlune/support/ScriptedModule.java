@@ -69,6 +69,11 @@ public final class ScriptedModule {
         return CONTROL.scripted_blocked();
     }
 
+    /** How often the module was called since the last reset. */
+    public static long calls() {
+        return CONTROL.scripted_calls().longValue();
+    }
+
     /** Makes the n-th call from now on, counted from 1, answer this code; 0 cancels. */
     public static void failCall(int n, int code) {
         CONTROL.scripted_fail_call(new NativeLong(n), new NativeLong(Integer.toUnsignedLong(code)));
@@ -93,6 +98,8 @@ public final class ScriptedModule {
         void scripted_release();
 
         int scripted_blocked();
+
+        NativeLong scripted_calls();
 
         void scripted_fail_call(NativeLong n, NativeLong code);
     }

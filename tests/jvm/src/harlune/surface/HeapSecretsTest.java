@@ -3,7 +3,6 @@ package harlune.surface;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
-import harlune.support.ChildJvm;
 import harlune.support.HeapDump;
 import harlune.support.ScriptedModule;
 
@@ -51,7 +50,7 @@ class HeapSecretsTest {
     private static final List<Object> KEPT = new ArrayList<>();
     private static final String UNWIPED = "what the program has not wiped";
 
-    private static char[] characters(byte[] ascii) {
+    static char[] characters(byte[] ascii) {
         char[] characters = new char[ascii.length];
         for (int i = 0; i < ascii.length; i++) {
             characters[i] = (char) ascii[i];
@@ -59,7 +58,7 @@ class HeapSecretsTest {
         return characters;
     }
 
-    private static void wipe(byte[]... arrays) {
+    static void wipe(byte[]... arrays) {
         Arrays.asList(arrays).forEach(array -> Arrays.fill(array, (byte) 0));
     }
 
@@ -89,7 +88,7 @@ class HeapSecretsTest {
             new Attribute(CKA.VALUE, value)};
     }
 
-    private static byte[] swapped(byte[] secret) {
+    static byte[] swapped(byte[] secret) {
         byte[] swapped = secret.clone();
         for (int i = 0; i < swapped.length; i++) {
             swapped[i] ^= 0x20;
@@ -159,9 +158,7 @@ class HeapSecretsTest {
 
     @Test
     void nothingIsLeft(@TempDir Path directory) throws Exception {
-        Path file = directory.resolve("heap.hprof");
-        ChildJvm.End end = ChildJvm.run(HeapDump.OPTIONS, HeapSecretsTest.class, file.toString());
-        assertEquals(0, end.status(), end.told());
+        HeapDump heap = HeapDump.after(HeapSecretsTest.class, directory);
         Map<String, Integer> expected = new TreeMap<>();
         Map<String, byte[]> wanted = new TreeMap<>();
         for (String name : NAMES) {
@@ -170,7 +167,7 @@ class HeapSecretsTest {
             expected.put(name, IN_ATTRIBUTES.contains(name) ? 1 : 0);
         }
         wanted.put(UNWIPED, UNWIPED.toUpperCase(Locale.ROOT).getBytes(StandardCharsets.UTF_8));
-        Map<String, Integer> found = HeapDump.read(file).counts(wanted);
+        Map<String, Integer> found = heap.counts(wanted);
         assertTrue(found.remove(UNWIPED) > 0);
         assertEquals(expected, found);
     }
