@@ -221,7 +221,8 @@ class NativeLibraryTest {
                 + " (java.nio.file.NoSuchFileException: " + temporary + "/velnor"), told);
         assertTrue(told.contains("), name another directory with -Djava.io.tmpdir\n"), told);
         Files.copy(SHIPPED, neighbour());
-        assertEquals("loaded: " + neighbour(), run("", libraryPath()));
+        String loaded = run("", libraryPath()); // JDK 25 warns of the directory itself, before
+        assertTrue(loaded.endsWith("loaded: " + neighbour()), loaded);
     }
 
     @Test
