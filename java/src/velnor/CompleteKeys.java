@@ -72,7 +72,9 @@ final class CompleteKeys {
             }
         }
         if (required.length > 0) {
-            checkValues("The key to be created", number(given, CKA.KEY_TYPE), given);
+            int keyType = number(given, CKA.KEY_TYPE);
+            given.values().removeIf(attribute -> attribute.availability() != Availability.PRESENT);
+            checkValues("The key to be created", keyType, given);
         }
     }
 

@@ -119,7 +119,7 @@ final class SurfaceKeyTrials extends SurfaceTrials {
         }
         try (Session second = session.slot().openSession(); Signer signer = second.signer(mechanism, pair.privateKey())) {
             call(signer::start);
-            signatures.add(call(() -> session.sign(pss(CKM.SHA256_RSA_PKCS_PSS), pair.privateKey(), MESSAGE)));
+            signatures.add(call(() -> session.sign(pss(CKM.RSA_PKCS_PSS), pair.privateKey(), digest)));
             signatures.add(call(() -> signer.sign(digest)));
         }
         for (byte[] signature : signatures) {

@@ -2,6 +2,7 @@ package harlune.surface;
 
 import java.io.InputStream;
 import java.io.OutputStream;
+import java.lang.reflect.Array;
 import java.lang.reflect.Constructor;
 import java.lang.reflect.Executable;
 import java.lang.reflect.Method;
@@ -16,10 +17,13 @@ import java.util.IdentityHashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Objects;
 import java.util.Optional;
 import java.util.Random;
 import java.util.Set;
+import java.util.function.Consumer;
 import java.util.function.Predicate;
+import java.util.function.Supplier;
 import java.util.stream.Stream;
 
 import velnor.Attribute;
@@ -33,8 +37,10 @@ import velnor.Session;
 import velnor.Threading;
 import velnor.TokenObject;
 import velnor.Version;
+import velnor.nat.Structure;
 import velnor.params.MechanismParams;
 import velnor.params.PBEParams;
+import velnor.params.PrfInput;
 
 /** What a monkey passes: values of every kind, right and wrong, and what the surface itself has given it. */
 final class MonkeyValues {
@@ -111,6 +117,12 @@ final class MonkeyValues {
     private Object plausible(Class<?> type) throws ReflectiveOperationException {
         if (type.isEnum()) {
             return type.getEnumConstants()[0];
+        } else if (type == Supplier.class) {
+            return (Supplier<Structure>) () -> new Structure(2 * Structure.WORD);
+        } else if (type.isArray()) {
+            Object array = Array.newInstance(type.getComponentType(), 1);
+            Array.set(array, 0, plausible(type.getComponentType()));
+            return array;
         }
         Executable maker = Stream.concat(Arrays.<Executable>stream(type.getConstructors()),
                 Arrays.stream(type.getMethods()).filter(method -> Modifier.isStatic(method.getModifiers())
@@ -285,6 +297,14 @@ final class MonkeyValues {
             return anything();
         } else if (type.isEnum()) {
             return one(List.of(type.getEnumConstants()));
+        } else if (type == Supplier.class) {
+            int length = LENGTHS[random.nextInt(LENGTHS.length)];
+            return (Supplier<Structure>) () -> new Structure(length);
+        } else if (type == Consumer.class) {
+            return (Consumer<Structure>) Structure::size;
+        } else if (type == PrfInput[].class) {
+            return random.ints(random.nextInt(4), 0, 1).mapToObj(any -> kept(PrfInput.class, input -> true))
+                    .filter(Objects::nonNull).toArray(PrfInput[]::new);
         }
         return kept(type, value -> ground.isUsable(value)
                 && (receiver == null || makers.getOrDefault(value, receiver) == receiver));

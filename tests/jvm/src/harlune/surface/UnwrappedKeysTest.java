@@ -1,5 +1,6 @@
 package harlune.surface;
 
+import static org.junit.jupiter.api.Assertions.assertDoesNotThrow;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
@@ -46,6 +47,16 @@ class UnwrappedKeysTest extends ScriptedOperations {
             }
         }
         assertEquals(List.of(), calls());
+    }
+
+    /** What a key of this kind does not need is the token's to judge. */
+    @Test
+    void partsWithoutAValueThatAreNotNeededPass() {
+        Attribute[] template = {new Attribute(CKA.CLASS, CKO.SECRET_KEY), new Attribute(CKA.KEY_TYPE, CKK.AES),
+            new Attribute(CKA.PRIME, null), new Attribute(CKA.MODULUS, new byte[0]), new Attribute(CKA.EC_PARAMS, null)};
+        for (Executable making : makings(template)) {
+            assertDoesNotThrow(making);
+        }
     }
 
     /** The class and the type are read, then what such a key must have: the token tells of an empty curve. */
