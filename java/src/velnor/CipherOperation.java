@@ -231,14 +231,14 @@ abstract class CipherOperation extends Operation {
     }
 
     /**
-     * Goes on with the next part of the input, from one buffer into another one. Direct buffers are used where they lie,
-     * without a copy, if both are.
+     * Goes on with the next part of the input, from one buffer into another one. Direct buffers are used where they
+     * lie, without a copy, if both are.
      *
      * @param in has the part, which is what remains in it; none remains afterwards
      * @param out receives what the token gives out by now
      * @return how many bytes that are
-     * @throws java.nio.BufferOverflowException when there is too little room; the operation goes on with what remains in
-     *         the input then, unless the token has ended it
+     * @throws java.nio.BufferOverflowException when there is too little room; the operation goes on with what remains
+     *         in the input then, unless the token has ended it
      * @throws CryptokiException when the token refuses; the operation is over then
      * @throws IllegalStateException when the operation is over, or another of its kind goes on in the session
      */
@@ -302,14 +302,14 @@ abstract class CipherOperation extends Operation {
 
     /**
      * Ends the operation with the last of the input, from one buffer into another one. When that is all there is, the
-     * token is given it in one part, as some mechanisms demand. Direct buffers are used where they lie, without a copy, if
-     * both are.
+     * token is given it in one part, as some mechanisms demand. Direct buffers are used where they lie, without a copy,
+     * if both are.
      *
      * @param in has the rest of the input; none remains afterwards
      * @param out receives the rest of the output
      * @return how many bytes that are
-     * @throws java.nio.BufferOverflowException when there is too little room; the operation goes on with what remains in
-     *         the input then, unless the token has ended it
+     * @throws java.nio.BufferOverflowException when there is too little room; the operation goes on with what remains
+     *         in the input then, unless the token has ended it
      * @throws CryptokiException when the token refuses; the operation is over all the same
      * @throws IllegalStateException when the operation is over, or another of its kind goes on in the session
      */

@@ -312,8 +312,8 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     /**
-     * Finalises the module; all its sessions end. Waits for calls that are under way and refuses others. Closing a closed
-     * module does nothing.
+     * Finalises the module; all its sessions end. Waits for calls that are under way and refuses others. Closing a
+     * closed module does nothing.
      *
      * @throws CryptokiException when the module refuses; it counts as closed all the same
      */
@@ -323,9 +323,9 @@ public final class Cryptoki implements AutoCloseable {
     }
 
     /**
-     * Finalises the module as {@link #close()} does, unless calls that are under way take too long. Then the module is as
-     * open as before, lets calls enter again, and can be closed later. {@code C_Finalize} itself, once it has begun, is
-     * waited for.
+     * Finalises the module as {@link #close()} does, unless calls that are under way take too long. Then the module is
+     * as open as before, lets calls enter again, and can be closed later. {@code C_Finalize} itself, once it has begun,
+     * is waited for.
      *
      * @param limit how long to wait for calls that are under way
      * @throws IllegalStateException when some have not come back by then; the module is open as before

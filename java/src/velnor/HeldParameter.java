@@ -5,9 +5,9 @@ import java.nio.ByteBuffer;
 import velnor.nat.Structure;
 
 /**
- * Memory of a session for the parameters of one kind of operation, or of its messages. A module may read and write a parameter where it was
- * given it until the operation or the message has ended, so it lies here until then, unmoved, and is wiped then. For whoever has the
- * session's turn.
+ * Memory of a session for the parameters of one kind of operation, or of its messages. A module may read and write a
+ * parameter where it was given it until the operation or the message has ended, so it lies here until then, unmoved,
+ * and is wiped then. For whoever has the session's turn.
  */
 final class HeldParameter {
     private static final int SMALLEST = 256;

@@ -28,15 +28,15 @@ import velnor.nat.Structure;
  * SessionHandle#turn}), so that calls with one session do not mix and others meet;
  * <li>the <em>count</em> of those inside, the session's own or, for calls without a session, the module's (guarded by
  * {@code gate});
- * <li>the <em>state</em>, which is looked at after the call was counted and changed before the counts are looked at: of a
- * call and a closing thread that come at the same time, one sees the other.
+ * <li>the <em>state</em>, which is looked at after the call was counted and changed before the counts are looked at: of
+ * a call and a closing thread that come at the same time, one sees the other.
  * </ol>
- * {@code gate}, {@code sessions} and {@code initialized} are monitors that are held for some instructions, never while a
- * module works, and taken in this order. Closing takes no turn: it refuses new calls and looks at the counts until nobody
- * is inside, so it can also give up.
+ * {@code gate}, {@code sessions} and {@code initialized} are monitors that are held for some instructions, never while
+ * a module works, and taken in this order. Closing takes no turn: it refuses new calls and looks at the counts until
+ * nobody is inside, so it can also give up.
  *
- * <p>All of them are monitors, and the counts are given back by assignments, because the stack may be full at any place: a
- * monitor is given back then, a lock of {@code java.util.concurrent} may stay held for ever.
+ * <p>All of them are monitors, and the counts are given back by assignments, because the stack may be full at any
+ * place: a monitor is given back then, a lock of {@code java.util.concurrent} may stay held for ever.
  */
 final class LoadedModule {
     /** CLOSING refuses calls and becomes OPEN again if the closing thread gives up. */
@@ -51,8 +51,8 @@ final class LoadedModule {
     /** The modules from before C_Initialize until after C_Finalize, by id; null while one is being initialised. */
     private static final Map<Long, LoadedModule> initialized = new HashMap<>();
     /**
-     * The modules that refused to be finalised last, with the sessions that were open then: what lies in their memory may
-     * still be looked at. Guarded by {@code initialized}.
+     * The modules that refused to be finalised last, with the sessions that were open then: what lies in their memory
+     * may still be looked at. Guarded by {@code initialized}.
      */
     private static final Map<Long, List<SessionHandle>> unfinished = new HashMap<>();
 
@@ -100,7 +100,8 @@ final class LoadedModule {
             }
             boolean agreed = initialize(id, options.reserved());
             Threading threading = options.threading();
-            module = new LoadedModule(id, threading == Threading.AUTOMATIC ? agreed : threading == Threading.CONCURRENT);
+            module = new LoadedModule(id,
+                    threading == Threading.AUTOMATIC ? agreed : threading == Threading.CONCURRENT);
             return module;
         } finally {
             synchronized (initialized) {
@@ -214,7 +215,7 @@ final class LoadedModule {
         }
     }
 
-    /** Calls the module to open a session, while nobody closes all: of a session that comes meanwhile it would not know. */
+    /** Calls the module to open a session, while nobody closes all: that would not know of one that comes meanwhile. */
     <T> T callToOpen(LongFunction<T> call) {
         return call(module -> {
             beginToOpen();

@@ -65,7 +65,8 @@ abstract class MessageCipher extends MessageOperation {
      * @param params the message's parameter
      * @param aad the data that is authenticated and not encrypted, or null
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a
+     *         message was begun
      */
     public final void begin(MessageParams params, byte[] aad) {
         feed(this, MessageCipher::begin, message(Objects.requireNonNull(params, "params"), aad, null, null), 0, 0);
@@ -77,7 +78,8 @@ abstract class MessageCipher extends MessageOperation {
      * @param data the part
      * @return what the token gives out by now, perhaps nothing
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no
+     *         message was begun
      */
     public final byte[] update(byte[] data) {
         return feed(this, MessageCipher::part, part(data, null), 0, data.length);
@@ -91,8 +93,8 @@ abstract class MessageCipher extends MessageOperation {
      * @return the rest of the output, perhaps nothing
      * @throws CryptokiException when the token refuses, or the message is not authentic; the next message may follow in
      *         the latter case
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no message
-     *         was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no
+     *         message was begun
      */
     public final byte[] finish(byte[] data) {
         return feed(this, MessageCipher::last, part(data, null), 0, data.length);

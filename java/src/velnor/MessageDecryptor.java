@@ -27,8 +27,8 @@ public final class MessageDecryptor extends MessageCipher {
      * @return the plaintext
      * @throws CryptokiException when the token refuses; the operation is over then, unless the message is not authentic
      *         ({@code CKR_AEAD_DECRYPT_FAILED} or {@code CKR_ENCRYPTED_DATA_INVALID})
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a message
-     *         was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a
+     *         message was begun
      */
     public byte[] decrypt(MessageParams params, byte[] aad, byte[] data) {
         return whole(params, aad, data);

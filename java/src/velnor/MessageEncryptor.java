@@ -21,8 +21,8 @@ public final class MessageEncryptor extends MessageCipher {
      * @param data the plaintext
      * @return the ciphertext, without the tag
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a message
-     *         was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a
+     *         message was begun
      */
     public byte[] encrypt(MessageParams params, byte[] aad, byte[] data) {
         return whole(params, aad, data);

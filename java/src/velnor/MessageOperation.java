@@ -9,7 +9,7 @@ import velnor.params.MechanismParams;
 import velnor.params.MessageParams;
 import velnor.table.MechanismTable;
 
-/** An operation on any number of messages under one key, each of which has a parameter of its own and may have parts. */
+/** An operation on any number of messages under one key, each of which has a parameter of its own, perhaps parts. */
 abstract class MessageOperation extends Operation {
     /** A call of the module with the message's parameter and room for what comes out. */
     interface Call {

@@ -58,7 +58,8 @@ public final class MessageSigner extends MessageOperation {
      * @param data the message
      * @return the signature
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a
+     *         message was begun
      */
     public byte[] sign(MessageParams params, byte[] data) {
         requireInput(data.length);
@@ -70,7 +71,8 @@ public final class MessageSigner extends MessageOperation {
      *
      * @param params the message's parameter; null for a mechanism without one
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a
+     *         message was begun
      */
     public void begin(MessageParams params) {
         feed(this, MessageSigner::begin, message(params, null, null, null), 0, 0);
@@ -81,7 +83,8 @@ public final class MessageSigner extends MessageOperation {
      *
      * @param data the part
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no
+     *         message was begun
      */
     public void update(byte[] data) {
         feed(this, MessageSigner::part, part(data, null), 0, data.length);
@@ -93,7 +96,8 @@ public final class MessageSigner extends MessageOperation {
      * @param data the rest of the message, perhaps nothing
      * @return the signature
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no
+     *         message was begun
      */
     public byte[] finish(byte[] data) {
         return feed(this, MessageSigner::last, part(data, null), 0, data.length);

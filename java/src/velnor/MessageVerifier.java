@@ -7,8 +7,8 @@ import velnor.nat.NativeFunctions;
 import velnor.params.MessageParams;
 
 /**
- * Verifies the signatures of any number of messages with one key. It begins in the token with the first call and goes on
- * there until it is closed or a call fails; {@link Session} says what that means for others. Needs a module with the
+ * Verifies the signatures of any number of messages with one key. It begins in the token with the first call and goes
+ * on there until it is closed or a call fails; {@link Session} says what that means for others. Needs a module with the
  * interface of version 3.0.
  */
 public final class MessageVerifier extends MessageOperation {
@@ -79,7 +79,8 @@ public final class MessageVerifier extends MessageOperation {
      *
      * @param params the message's parameter; null for a mechanism without one
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or a
+     *         message was begun
      */
     public void begin(MessageParams params) {
         feed(this, MessageVerifier::begin, message(params, null, null, null), 0, 0);
@@ -90,7 +91,8 @@ public final class MessageVerifier extends MessageOperation {
      *
      * @param data the part
      * @throws CryptokiException when the token refuses; the operation is over then
-     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no message was begun
+     * @throws IllegalStateException when the operation is over, another of its kind goes on in the session, or no
+     *         message was begun
      */
     public void update(byte[] data) {
         feed(this, MessageVerifier::part, part(data, null), 0, data.length);

@@ -28,8 +28,8 @@ abstract class Operation implements AutoCloseable {
     static final int MOST_EXCESS = 1 << 16;
 
     /**
-     * FAILED is over, but what is left of it in the token has not been taken away yet; it is set before each call of the
-     * module until that has gone well.
+     * FAILED is over, but what is left of it in the token has not been taken away yet; it is set before each call of
+     * the module until that has gone well.
      */
     private enum Stage { NEW, STARTED, FAILED, ENDED }
 
@@ -204,8 +204,8 @@ abstract class Operation implements AutoCloseable {
     }
 
     /**
-     * Gives two operations the same part, by the token's one function for both where it has that. What fails one of them
-     * ends both, since they would be out of step.
+     * Gives two operations the same part, by the token's one function for both where it has that. What fails one of
+     * them ends both, since they would be out of step.
      *
      * @throws IllegalArgumentException when an operation belongs to another session
      */

@@ -231,7 +231,8 @@ public final class Session implements AutoCloseable {
     /**
      * Changes the PIN of whoever is logged in, or the user's.
      *
-     * @param oldPin the PIN so far, which is left as it is; null, as is the other one, for a reader with a PIN pad ({@code
+     * @param oldPin the PIN so far, which is left as it is; null, as is the other one, for a reader with a PIN pad
+     *         ({@code
      *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types both
      * @param newPin the PIN from now on, which is left as it is, or null
      */
@@ -500,14 +501,14 @@ public final class Session implements AutoCloseable {
         long wrapped = handle.usable(key);
         try (Parameter parameter = Parameter.of(mechanism)) {
             byte[] result = handle.call((module, session) -> wrapped(
-                    out -> NativeFunctions.wrapKey(module, session, mechanism.type(), parameter.bytes(), wrapping, wrapped,
-                            out)));
+                    out -> NativeFunctions.wrapKey(module, session, mechanism.type(), parameter.bytes(), wrapping,
+                            wrapped, out)));
             parameter.takeBack();
             return result;
         }
     }
 
-    /** Asks for the length first: a mechanism that makes a vector of its own would make two, so it asks no more often. */
+    /** Asks for the length first, and once: a mechanism that makes a vector of its own would make several. */
     private static byte[] wrapped(ToLongFunction<byte[]> into) {
         byte[] out = new byte[(int) Math.min(Answers.require(Function.WRAP_KEY, into.applyAsLong(null)), MOST_WRAPPED)];
         int length = (int) Answers.require(Function.WRAP_KEY, into.applyAsLong(out));
@@ -550,7 +551,8 @@ public final class Session implements AutoCloseable {
         try (Parameter parameter = Parameter.of(mechanism)) {
             CompleteKeys.checkParts(template);
             TokenObject key = made(Function.UNWRAP_KEY, (module, session, made) -> NativeFunctions.unwrapKey(module,
-                    session, mechanism.type(), parameter.bytes(), unwrapping, wrapped, off, len, laidOut.bytes(), made));
+                    session, mechanism.type(), parameter.bytes(), unwrapping, wrapped, off, len, laidOut.bytes(),
+                    made));
             requireComplete(key, template);
             parameter.takeBack();
             return key;
@@ -562,7 +564,8 @@ public final class Session implements AutoCloseable {
     /**
      * Derives a key.
      *
-     * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE} and its like, which make several keys, give their handles
+     * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE} and its like, which make several keys, give their
+     *         handles
      *        through the mechanism's parameter
      * @param baseKey the key to derive from
      * @param template what the key is to be
@@ -589,8 +592,8 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Destroys a new key that is not complete where it would stay on the token, for others to use. A session key ends with
-     * the session, unknown to anybody: NSS was seen to corrupt the heap over such keys that were destroyed.
+     * Destroys a new key that is not complete where it would stay on the token, for others to use. A session key ends
+     * with the session, unknown to anybody: NSS was seen to corrupt the heap over such keys that were destroyed.
      */
     private static void requireComplete(TokenObject key, Attribute... template) {
         try {
@@ -623,8 +626,8 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Saves the state of the session's operation, which goes on. A state is a value of this process: it holds as long as
-     * the module stays open, in every session with the token, and is worth nothing anywhere else.
+     * Saves the state of the session's operation, which goes on. A state is a value of this process: it holds as long
+     * as the module stays open, in every session with the token, and is worth nothing anywhere else.
      *
      * @return the state, which only the module understands, and a seal
      * @throws CryptokiException when the token does not save it ({@code CKR_STATE_UNSAVEABLE}), or there is none
@@ -661,8 +664,8 @@ public final class Session implements AutoCloseable {
      * keeps the token from beginning another. Nobody checks that the mechanism is the same.
      *
      * @param state a state that {@link #operationState()} gave
-     * @throws CryptokiException when the token refuses, or the state is not one that this module gave since it was opened
-     *         ({@code CKR_SAVED_STATE_INVALID}; the token is not asked then)
+     * @throws CryptokiException when the token refuses, or the state is not one that this module gave since it was
+     *         opened ({@code CKR_SAVED_STATE_INVALID}; the token is not asked then)
      */
     public void setOperationState(byte[] state) {
         setOperationState(state, null, null);
@@ -674,8 +677,8 @@ public final class Session implements AutoCloseable {
      * @param state a state that {@link #operationState()} gave
      * @param encryptionKey the key of an encryption or decryption, or null
      * @param authenticationKey the key of a signature or verification, or null
-     * @throws CryptokiException when the token refuses, or the state is not one that this module gave since it was opened
-     *         ({@code CKR_SAVED_STATE_INVALID}; the token is not asked then)
+     * @throws CryptokiException when the token refuses, or the state is not one that this module gave since it was
+     *         opened ({@code CKR_SAVED_STATE_INVALID}; the token is not asked then)
      */
     public void setOperationState(byte[] state, TokenObject encryptionKey, TokenObject authenticationKey) {
         Objects.requireNonNull(state, "state");
@@ -802,8 +805,8 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Signs in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With a
-     * key that does not, the PIN is not looked at.
+     * Signs in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With
+     * a key that does not, the PIN is not looked at.
      *
      * @param mechanism the mechanism
      * @param key the key
@@ -825,8 +828,8 @@ public final class Session implements AutoCloseable {
     }
 
     /**
-     * Decrypts in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}). With
-     * a key that does not, the PIN is not looked at.
+     * Decrypts in one part with a key that may ask for its PIN each time ({@link TokenObject#asksForPinEachTime()}).
+     * With a key that does not, the PIN is not looked at.
      *
      * @param mechanism the mechanism
      * @param key the key
@@ -1134,8 +1137,8 @@ public final class Session implements AutoCloseable {
      * Adds the next part of the data to a digest, and encrypts it. Nothing else happens to the two operations
      * meanwhile, and what fails one of them ends both, since they would be out of step.
      *
-     * <p>A token that does not have the one function that PKCS#11 has for both sees one update of each operation. In any
-     * case it must allow the two operations beside each other in one session; one that does not answers with {@code
+     * <p>A token that does not have the one function that PKCS#11 has for both sees one update of each operation. In
+     * any case it must allow the two operations beside each other in one session; one that does not answers with {@code
      * CKR_OPERATION_ACTIVE}.
      *
      * @param digester the digest

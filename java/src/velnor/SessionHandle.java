@@ -8,9 +8,9 @@ import velnor.nat.Function;
 import velnor.nat.NativeFunctions;
 
 /**
- * A session of the module: its handle, whether it is open, what operations go on in it, and the way into the module with
- * it. {@link LoadedModule} tells how calls come in and in which order locks are taken. Whoever has a {@link #turn} of its
- * own to hold ({@link Operation}) counts itself in {@link #inside} as {@link #call} does.
+ * A session of the module: its handle, whether it is open, what operations go on in it, and the way into the module
+ * with it. {@link LoadedModule} tells how calls come in and in which order locks are taken. Whoever has a {@link #turn}
+ * of its own to hold ({@link Operation}) counts itself in {@link #inside} as {@link #call} does.
  */
 final class SessionHandle {
     /** A call with a session. */
@@ -36,8 +36,8 @@ final class SessionHandle {
     /** How many calls of the thread that has the turn are inside. Only that thread writes, closing threads read. */
     volatile int inside;
     /**
-     * What goes on in the token, of each kind at most one as the standard has it: an operation that was begun in place of
-     * another one, by a token that lets it, would go on with that one's data. For whoever has the turn.
+     * What goes on in the token, of each kind at most one as the standard has it: an operation that was begun in place
+     * of another one, by a token that lets it, would go on with that one's data. For whoever has the turn.
      */
     private final Operation[] running = new Operation[OperationKind.COUNT];
     /** Where their parameters lie, whoever has forgotten the operations themselves; for whoever has the turn. */
@@ -131,8 +131,8 @@ final class SessionHandle {
     }
 
     /**
-     * Is forgotten by the module's list, unless the module has refused to close the session: it may have a parameter then
-     * that it looks at once more, until it is finalised.
+     * Is forgotten by the module's list, unless the module has refused to close the session: it may have a parameter
+     * then that it looks at once more, until it is finalised.
      */
     private void leave(int answer) {
         if (answer == CKR.OK || answer == CKR.SESSION_HANDLE_INVALID || answer == CKR.SESSION_CLOSED) {

@@ -84,7 +84,7 @@ public final class SessionInfo {
 
     @Override
     public String toString() {
-        return "SessionInfo[slot " + Long.toUnsignedString(slotID) + ", state " + state + ", flags " + Texts.hex(flags) + ", device error 0x"
-                + Long.toHexString(deviceError) + "]";
+        return "SessionInfo[slot " + Long.toUnsignedString(slotID) + ", state " + state + ", flags " + Texts.hex(flags)
+                + ", device error 0x" + Long.toHexString(deviceError) + "]";
     }
 }

@@ -8,8 +8,8 @@ import java.util.Optional;
 import java.util.Set;
 
 /**
- * Watches tokens come and go ({@link Cryptoki#watchSlots()}), for modules that tell of events and for those that have to
- * be asked slot by slot. For one thread at a time.
+ * Watches tokens come and go ({@link Cryptoki#watchSlots()}), for modules that tell of events and for those that have
+ * to be asked slot by slot. For one thread at a time.
  */
 public final class SlotWatch {
     private final Cryptoki cryptoki;
@@ -47,8 +47,8 @@ public final class SlotWatch {
     }
 
     /**
-     * Waits until a token comes or goes, but not longer than a while. The module is asked a few times a second and is free
-     * for others in between.
+     * Waits until a token comes or goes, but not longer than a while. The module is asked a few times a second and is
+     * free for others in between.
      *
      * @param timeout how long to wait
      * @return a slot where it happened, or empty when nothing has happened

@@ -11,9 +11,10 @@ import javax.crypto.spec.SecretKeySpec;
 import velnor.nat.Function;
 
 /**
- * Tells the operation states that a module gave from all other bytes. A state may hold addresses of the module's, so one
- * of another process, or of a module that was closed since, one that was cut short or changed, ends the process (NSS).
- * A state that is handed out ends in a seal, whose key is this opening's of this module and is kept nowhere else.
+ * Tells the operation states that a module gave from all other bytes. A state may hold addresses of the module's, so
+ * one of another process, or of a module that was closed since, one that was cut short or changed, ends the process
+ * (NSS). A state that is handed out ends in a seal, whose key is this opening's of this module and is kept nowhere
+ * else.
  */
 final class StateSeal {
     private static final String ALGORITHM = "HmacSHA256";

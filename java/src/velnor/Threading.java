@@ -16,8 +16,8 @@ public enum Threading {
 
     /**
      * Calls reach the module at the same time, but for those with the same session, which take turns. A call that does
-     * not come back keeps nobody waiting but those with its session and whoever closes the module. For a module that did
-     * not agree to lock only if it promises to bear this all the same: others corrupt their memory.
+     * not come back keeps nobody waiting but those with its session and whoever closes the module. For a module that
+     * did not agree to lock only if it promises to bear this all the same: others corrupt their memory.
      */
     CONCURRENT
 }

@@ -3,8 +3,8 @@ package velnor;
 /**
  * What a module tells about a token. The number of open sessions of all kinds is not among it.
  *
- * <p>A number beyond an {@code int} makes its own method throw a {@link CryptokiException} ({@code Check64BitLen}), and no
- * other.
+ * <p>A number beyond an {@code int} makes its own method throw a {@link CryptokiException} ({@code Check64BitLen}), and
+ * no other.
  */
 public final class TokenInfo {
     private final String label;
@@ -208,7 +208,8 @@ public final class TokenInfo {
      * Tells how much memory there is for public objects.
      *
      * @return the number of bytes, -1 when the token does not tell
-     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #totalPublicMemoryBytes()} has it
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #totalPublicMemoryBytes()}
+     *         has it
      */
     public int totalPublicMemory() {
         return Numbers.fitting(totalPublicMemory);
@@ -227,7 +228,8 @@ public final class TokenInfo {
      * Tells how much memory is free for public objects.
      *
      * @return the number of bytes, -1 when the token does not tell
-     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #freePublicMemoryBytes()} has it
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #freePublicMemoryBytes()}
+     *         has it
      */
     public int freePublicMemory() {
         return Numbers.fitting(freePublicMemory);
@@ -246,7 +248,8 @@ public final class TokenInfo {
      * Tells how much memory there is for private objects.
      *
      * @return the number of bytes, -1 when the token does not tell
-     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #totalPrivateMemoryBytes()} has it
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link
+     *         #totalPrivateMemoryBytes()} has it
      */
     public int totalPrivateMemory() {
         return Numbers.fitting(totalPrivateMemory);
@@ -265,7 +268,8 @@ public final class TokenInfo {
      * Tells how much memory is free for private objects.
      *
      * @return the number of bytes, -1 when the token does not tell
-     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #freePrivateMemoryBytes()} has it
+     * @throws CryptokiException when the number does not fit ({@code Check64BitLen}); {@link #freePrivateMemoryBytes()}
+     *         has it
      */
     public int freePrivateMemory() {
         return Numbers.fitting(freePrivateMemory);

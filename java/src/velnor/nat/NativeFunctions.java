@@ -10,27 +10,27 @@ import java.nio.ByteBuffer;
  * <ul>
  * <li>A method that returns {@code int} returns the module's answer: the low 32 bits of the {@code CK_RV}, 0 for {@code
  * CKR_OK}. (An answer that is not 0 but has 32 zeroes at its end counts as {@code CKR_GENERAL_ERROR}.)</li>
- * <li>A method that returns {@code long} returns a length, a count or an id from 0 on, or a <em>failure</em>: a negative
- * number, of which {@link #answer(long)} is the module's answer and {@link #needed(long)} the length or count that the
- * module told with it, if it is more than there was room for, and 0 if not.</li>
+ * <li>A method that returns {@code long} returns a length, a count or an id from 0 on, or a <em>failure</em>: a
+ * negative number, of which {@link #answer(long)} is the module's answer and {@link #needed(long)} the length or count
+ * that the module told with it, if it is more than there was room for, and 0 if not.</li>
  * </ul>
  * What the library finds out by itself is answered in the same way, and the module is not called: {@code
  * CKR_CRYPTOKI_NOT_INITIALIZED} for an id that {@link #load} has not given, {@code CKR_FUNCTION_NOT_SUPPORTED} for an
  * entry that the module leaves empty, or does not have because its list is an older one, or an index outside of the
  * shape, {@code CKR_ARGUMENTS_BAD} for a range outside of its array or a structure that is not whole, {@code
- * CKR_HOST_MEMORY} when there is no memory. {@code CKR_GENERAL_ERROR} is the answer for a module that reports more than it
- * was given room for with {@code CKR_OK}, or that lets an exception out.
+ * CKR_HOST_MEMORY} when there is no memory. {@code CKR_GENERAL_ERROR} is the answer for a module that reports more than
+ * it was given room for with {@code CKR_OK}, or that lets an exception out.
  *
- * <p><strong>Bytes.</strong> A null array is a null pointer with length 0; an empty range is not null. Arrays are copied
- * on the way in and on the way out, and the copies are wiped; a direct buffer is used where it lies, by absolute
- * positions. Nothing is pinned while a module works. When a call fails, output arrays stay as they were; a structure that
- * comes back does so then, too.
+ * <p><strong>Bytes.</strong> A null array is a null pointer with length 0; an empty range is not null. Arrays are
+ * copied on the way in and on the way out, and the copies are wiped; a direct buffer is used where it lies, by absolute
+ * positions. Nothing is pinned while a module works. When a call fails, output arrays stay as they were; a structure
+ * that comes back does so then, too.
  *
  * <p><strong>Structures</strong> (templates, mechanism parameters, initialisation arguments) are bytes that {@link
  * Structure} lays out. The parameter of an operation lies at the beginning of a direct buffer that {@link
- * ByteBuffer#allocateDirect} has made: a module may read and write it there until the operation has ended, so it is neither
- * copied nor wiped, and the caller keeps the buffer until then, with nothing else in it. What the module has written is
- * to be had with {@link Structure#takeBack}; the offsets in the buffer are addresses from the call on.
+ * ByteBuffer#allocateDirect} has made: a module may read and write it there until the operation has ended, so it is
+ * neither copied nor wiped, and the caller keeps the buffer until then, with nothing else in it. What the module has
+ * written is to be had with {@link Structure#takeBack}; the offsets in the buffer are addresses from the call on.
  *
  * <p>Numbers, handles, slots and mechanisms are {@code CK_ULONG}s: all 64 bits, without a sign.
  *
@@ -80,13 +80,14 @@ public final class NativeFunctions {
     public static native int description(int answer, byte[] text);
 
     /**
-     * Loads a module, or finds it when it is loaded. A module stays loaded until the process ends: what it has left with
-     * a thread may run at any time. It is not initialised.
+     * Loads a module, or finds it when it is loaded. A module stays loaded until the process ends: what it has left
+     * with a thread may run at any time. It is not initialised.
      *
      * @param path the file name, as the dynamic loader wants it, in the file system's encoding without a zero
      * @param text receives, with a failure, what the loader said, as far as it has room
-     * @return the module's id, which is more than 0, or a failure. {@link #needed} of a failure is the length of the text:
-     *         more than 0 when the loader or the library said why, 0 when the module refused with an answer of its own
+     * @return the module's id, which is more than 0, or a failure. {@link #needed} of a failure is the length of the
+     *         text: more than 0 when the loader or the library said why, 0 when the module refused with an answer of
+     *         its own
      */
     public static native long load(byte[] path, byte[] text);
 
@@ -386,8 +387,8 @@ public final class NativeFunctions {
      * @param outLen how much room there is
      * @return how many bytes of output there are, or a failure
      */
-    public static native long processDirect(long module, int function, long session, ByteBuffer in, int inOff, int inLen,
-            ByteBuffer out, int outOff, int outLen);
+    public static native long processDirect(long module, int function, long session, ByteBuffer in, int inOff,
+            int inLen, ByteBuffer out, int outOff, int outLen);
 
     /**
      * Functions that give bytes.
@@ -433,7 +434,8 @@ public final class NativeFunctions {
      * Functions that begin an operation with a key.
      *
      * @param module the module's id
-     * @param function {@code C_EncryptInit}, {@code C_DecryptInit}, {@code C_SignInit}, {@code C_SignRecoverInit}, {@code C_VerifyInit}, {@code C_VerifyRecoverInit} or one of the four of messages
+     * @param function {@code C_EncryptInit}, {@code C_DecryptInit}, {@code C_SignInit}, {@code C_SignRecoverInit},
+     *         {@code C_VerifyInit}, {@code C_VerifyRecoverInit} or one of the four of messages
      * @param session the session
      * @param mechanism the mechanism type
      * @param parameter the parameter as a {@link Structure} in a direct buffer that is kept, or null
@@ -446,8 +448,8 @@ public final class NativeFunctions {
     // --- Functions by their shapes: functions_messages.cpp
 
     /**
-     * Functions that encrypt or decrypt a message. The parameter of a message is held as that of an operation, until the
-     * message has ended.
+     * Functions that encrypt or decrypt a message. The parameter of a message is held as that of an operation, until
+     * the message has ended.
      *
      * @param module the module's id
      * @param function {@code C_EncryptMessage} or {@code C_DecryptMessage}

@@ -47,8 +47,8 @@ public final class Inside {
     }
 
     /**
-     * Tells what the calling thread, which is inside a module, holds too little or too much of: for a module that is the
-     * only one. Empty when all is as it should be.
+     * Tells what the calling thread, which is inside a module, holds too little or too much of: for a module that is
+     * the only one. Empty when all is as it should be.
      *
      * @param handle of the session that the call is with; null for a call without one
      */

@@ -15,8 +15,9 @@ import java.util.TreeSet;
 import java.util.stream.Collectors;
 
 /**
- * Another process whose every block of memory is looked into when it is given back ({@code tests/jvm/freed_blocks.cpp}):
- * which secrets were left in it, and by whom. A secret is a mark and a letter, and what the test adds.
+ * Another process whose every block of memory is looked into when it is given back ({@code
+ * tests/jvm/freed_blocks.cpp}): which secrets were left in it, and by whom. A secret is a mark and a letter, and what
+ * the test adds.
  */
 public final class FreedBlocks {
     private static final String WATCHER = System.getProperty("harlune.freed-blocks");
