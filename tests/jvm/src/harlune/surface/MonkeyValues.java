@@ -55,7 +55,7 @@ final class MonkeyValues {
             Duration.ofDays(365), Duration.ofSeconds(Long.MAX_VALUE), Duration.ofSeconds(Long.MIN_VALUE));
     private static final List<String> TEXTS = List.of("", "\0", "ab\0c", "Schlüsselbund", "\uD83D\uDD11", "\uD83D",
             "x".repeat(33), "ü".repeat(5000), "/nowhere/module.so", "/etc/hostname", "USER", "SERIALIZED", "RSA_PKCS",
-            "CKA_LABEL", "87654320");
+            "CKA_LABEL", "87654320", "SHA-256");
     /** Sizes for which a token would work for minutes, or be given the machine's memory. */
     private static final Set<Integer> COSTLY = Set.of(CKA.MODULUS_BITS, CKA.PRIME_BITS, CKA.SUBPRIME_BITS,
             CKA.VALUE_LEN, CKA.VALUE_BITS);
