@@ -105,8 +105,9 @@ final class Monkey {
         return never;
     }
 
-    double shareOfGoodEnds() {
-        return (double) good.size() / called.size();
+    /** Of what the module can do at all: names of that kind are out of its reach. */
+    double shareOfGoodEnds(String outOfReach) {
+        return (double) good.size() / called.keySet().stream().filter(name -> !name.matches(outOfReach)).count();
     }
 
     /** Each of the names must be one of the public surface. */

@@ -27,6 +27,10 @@ import velnor.Session;
 class MonkeyTest {
     private static final int CALLS = 60_000;
 
+    /** The scripted module has no functions of version 3.0. */
+    private static final String MESSAGES =
+            "Message\\w+\\.(begin|decrypt|encrypt|finish|sign|start|update|verify)\\(.*";
+
     private static final Map<String, String> LEFT_OUT = Map.of(
             "Progress.progressed(long)", "the program implements it, and the surface calls it");
 
@@ -112,7 +116,7 @@ class MonkeyTest {
         Monkey monkey = new Monkey(new Scripted(), CALLS);
         assertEquals("", String.join("\n", monkey.play()));
         assertEquals(Set.of(), monkey.uncalled());
-        assertTrue(monkey.shareOfGoodEnds() > 0.9, () -> monkey.neverGood().toString());
+        assertTrue(monkey.shareOfGoodEnds(MESSAGES) > 0.9, () -> monkey.neverGood().toString());
         assertTrue(monkey.emptyEnds() > 0);
     }
 }

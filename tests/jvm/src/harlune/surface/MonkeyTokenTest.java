@@ -148,7 +148,7 @@ class MonkeyTokenTest {
         // Whether one of these is made at all, and its turn comes, is luck.
         uncalled.removeIf(name -> name.matches("(TokenKeyPair|Message\\w+)\\..*"));
         assertEquals(Set.of(), uncalled);
-        assertTrue(monkey.shareOfGoodEnds() > 0.85, () -> monkey.neverGood().toString());
+        assertTrue(monkey.shareOfGoodEnds("") > 0.85, () -> monkey.neverGood().toString());
         assertTrue(monkey.emptyEnds() > 0);
     }
 }
