@@ -41,6 +41,11 @@ final class Arrays {
         return array == null ? 0 : array.length;
     }
 
+    /** A length that was not checked, as far as there can be room for it. */
+    static int room(int length, int most) {
+        return Math.max(0, Math.min(length, most));
+    }
+
     static void check(String name, Object array, int atLeast) {
         if (Array.getLength(Objects.requireNonNull(array, name)) < atLeast) {
             throw new IllegalArgumentException("The " + name + " has fewer than " + atLeast + " elements");

@@ -4,6 +4,8 @@ import velnor.nat.Structure;
 
 /** The parameter of a message for {@code CKM_AES_CCM} and its like. */
 public final class CCMMessageParams implements MessageParams {
+    private static final int MOST_MAC = 16;
+
     private final long dataLength;
     private final byte[] nonce;
     private final int fixedBits;
@@ -60,7 +62,7 @@ public final class CCMMessageParams implements MessageParams {
         Structure structure = new Structure(7 * Structure.WORD).comesBack().putLong(0, dataLength)
                 .putCounted(8, 16, nonce).putNumber(24, fixedBits).putNumber(32, generator.number())
                 .putNumber(48, macLength);
-        int at = structure.point(40, macLength);
+        int at = structure.point(40, Math.max(Arrays.length(mac), Arrays.room(macLength, MOST_MAC)));
         return mac == null ? structure : structure.putBytes(at, mac);
     }
 

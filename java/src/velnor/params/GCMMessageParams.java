@@ -4,6 +4,8 @@ import velnor.nat.Structure;
 
 /** The parameter of a message for {@code CKM_AES_GCM} and its like. */
 public final class GCMMessageParams implements MessageParams {
+    private static final int MOST_TAG = 16;
+
     private static final int TAG_BITS = 128;
 
     private final byte[] iv;
@@ -64,7 +66,7 @@ public final class GCMMessageParams implements MessageParams {
     public Structure structure() {
         Structure structure = new Structure(6 * Structure.WORD).comesBack().putCounted(0, 8, iv)
                 .putNumber(16, fixedBits).putNumber(24, generator.number()).putNumber(40, tagBits);
-        int at = structure.point(32, (tagBits + 7) / 8);
+        int at = structure.point(32, Math.max(Arrays.length(tag), Arrays.room((tagBits + 7) / 8, MOST_TAG)));
         return tag == null ? structure : structure.putBytes(at, tag);
     }
 

@@ -40,8 +40,9 @@ public final class TLSPRFParams implements MechanismParams {
     public Structure structure() {
         Structure structure = new Structure(OUTPUT_LENGTH + Structure.WORD).comesBack().putCounted(0, 8, seed)
                 .putCounted(16, 24, label);
-        structure.point(OUTPUT, length);
-        structure.putLong(structure.point(OUTPUT_LENGTH, Structure.WORD), length);
+        int room = Arrays.room(length, MOST);
+        structure.point(OUTPUT, room);
+        structure.putLong(structure.point(OUTPUT_LENGTH, Structure.WORD), room);
         return structure;
     }
 

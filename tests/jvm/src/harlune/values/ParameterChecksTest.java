@@ -8,6 +8,7 @@ import static org.junit.jupiter.params.provider.Arguments.arguments;
 
 import java.security.spec.MGF1ParameterSpec;
 import java.security.spec.PSSParameterSpec;
+import java.util.List;
 import java.util.stream.Stream;
 
 import javax.crypto.spec.OAEPParameterSpec;
@@ -18,6 +19,7 @@ import org.junit.jupiter.params.ParameterizedTest;
 import org.junit.jupiter.params.provider.Arguments;
 import org.junit.jupiter.params.provider.CsvSource;
 import org.junit.jupiter.params.provider.MethodSource;
+import org.junit.jupiter.params.provider.ValueSource;
 
 import velnor.CK;
 import velnor.CKD;
@@ -186,6 +188,17 @@ class ParameterChecksTest {
     @MethodSource("withoutArrays")
     void whatIsMissingIsRefused(MechanismParams parameter) {
         assertThrows(NullPointerException.class, parameter::check);
+    }
+
+    /** Bare native methods look at nothing, and a length alone must cost no memory. */
+    @ParameterizedTest
+    @ValueSource(ints = {Integer.MIN_VALUE, -1, 0, 1 << 30, Integer.MAX_VALUE})
+    void whatIsNotCheckedTakesNoMemory(int length) {
+        for (MechanismParams parameter : List.of(new TLSPRFParams(SOME, SOME, length),
+                new GCMMessageParams(SOME, 0, VectorGenerator.NONE, length),
+                new CCMMessageParams(1, SOME, 0, VectorGenerator.NONE, length))) {
+            assertTrue(parameter.structure().size() < 2 << 20);
+        }
     }
 
     @Test
