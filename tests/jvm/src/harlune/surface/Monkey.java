@@ -105,9 +105,13 @@ final class Monkey {
         return never;
     }
 
+    static Set<String> within(Set<String> names, String outOfReach) {
+        return names.stream().filter(name -> !name.matches(outOfReach)).collect(Collectors.toCollection(TreeSet::new));
+    }
+
     /** Of what the module can do at all: names of that kind are out of its reach. */
     double shareOfGoodEnds(String outOfReach) {
-        return (double) good.size() / called.keySet().stream().filter(name -> !name.matches(outOfReach)).count();
+        return (double) within(good, outOfReach).size() / within(called.keySet(), outOfReach).size();
     }
 
     /** Each of the names must be one of the public surface. */

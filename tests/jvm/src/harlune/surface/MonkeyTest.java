@@ -27,9 +27,8 @@ import velnor.Session;
 class MonkeyTest {
     private static final int CALLS = 60_000;
 
-    /** The scripted module has no functions of version 3.0. */
-    private static final String MESSAGES =
-            "Message\\w+\\.(begin|decrypt|encrypt|finish|sign|start|update|verify)\\(.*";
+    /** The scripted module has no functions of version 3.0, so whether such an operation is called at all is luck. */
+    private static final String MESSAGES = "Message(Encryptor|Decryptor|Signer|Verifier)\\..*";
 
     private static final Map<String, String> LEFT_OUT = Map.of(
             "Progress.progressed(long)", "the program implements it, and the surface calls it");
@@ -115,7 +114,7 @@ class MonkeyTest {
     void everyCallEndsWellOrIsRefusedInSoManyWords() throws Exception {
         Monkey monkey = new Monkey(new Scripted(), CALLS);
         assertEquals("", String.join("\n", monkey.play()));
-        assertEquals(Set.of(), monkey.uncalled());
+        assertEquals(Set.of(), Monkey.within(monkey.uncalled(), MESSAGES));
         assertTrue(monkey.shareOfGoodEnds(MESSAGES) > 0.9, () -> monkey.neverGood().toString());
         assertTrue(monkey.emptyEnds() > 0);
     }
