@@ -15,6 +15,14 @@ constexpr CK_C_SignMessageNext CK_FUNCTION_LIST_3_0::*signPartFunctions[] = {SIG
 constexpr CK_C_VerifyMessage CK_FUNCTION_LIST_3_0::*verifyMessageFunctions[] = {VERIFY_MESSAGE_FUNCTIONS(MEMBER)};
 #undef MEMBER
 
+/// Runs `use` on the parameter of a message and on the message, or a part of it.
+template <typename Use>
+CK_RV withMessage(JNIEnv* env, jobject parameter, jbyteArray in, jint off, jint len, Use&& use) {
+  return withStructure(env, parameter, [&](Bytes structure) {
+    return withBytes(env, in, off, len, [&](Bytes input) { return use(structure, input); });
+  });
+}
+
 }  // namespace
 
 JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_message(JNIEnv* env, jclass, jlong module, jint function,
@@ -23,13 +31,11 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_message(JNIEnv* env, jcl
                                                                 jint outOff, jint outLen) {
   Reported reported = {};
   const CK_RV Rv = call(module, messageFunctions, function, [&](auto entry) {
-    return withStructure(env, parameter, [&](Bytes structure) {
+    return withMessage(env, parameter, in, inOff, inLen, [&](Bytes structure, Bytes input) {
       return withBytes(env, aad, [&](Bytes data) {
-        return withBytes(env, in, inOff, inLen, [&](Bytes input) {
-          return withRoom(env, out, outOff, outLen, reported, [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
-            return entry(handle(hSession), structure.bytes, structure.length, data.bytes, data.length, input.bytes,
-                         input.length, room, length);
-          });
+        return withRoom(env, out, outOff, outLen, reported, [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
+          return entry(handle(hSession), structure.bytes, structure.length, data.bytes, data.length, input.bytes,
+                       input.length, room, length);
         });
       });
     });
@@ -54,12 +60,10 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_messagePart(JNIEnv* env,
                                                                     jint outLen, jlong flags) {
   Reported reported = {};
   const CK_RV Rv = call(module, messagePartFunctions, function, [&](auto entry) {
-    return withStructure(env, parameter, [&](Bytes structure) {
-      return withBytes(env, in, inOff, inLen, [&](Bytes input) {
-        return withRoom(env, out, outOff, outLen, reported, [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
-          return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, room, length,
-                       static_cast<CK_FLAGS>(flags));
-        });
+    return withMessage(env, parameter, in, inOff, inLen, [&](Bytes structure, Bytes input) {
+      return withRoom(env, out, outOff, outLen, reported, [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
+        return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, room, length,
+                     static_cast<CK_FLAGS>(flags));
       });
     });
   });
@@ -80,11 +84,9 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_signMessage(JNIEnv* env,
                                                                     jint outLen) {
   Reported reported = {};
   const CK_RV Rv = call(module, signMessageFunctions, function, [&](auto entry) {
-    return withStructure(env, parameter, [&](Bytes structure) {
-      return withBytes(env, in, inOff, inLen, [&](Bytes input) {
-        return withRoom(env, out, outOff, outLen, reported, [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
-          return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, room, length);
-        });
+    return withMessage(env, parameter, in, inOff, inLen, [&](Bytes structure, Bytes input) {
+      return withRoom(env, out, outOff, outLen, reported, [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
+        return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, room, length);
       });
     });
   });
@@ -97,14 +99,12 @@ JNIEXPORT jlong JNICALL Java_velnor_nat_NativeFunctions_signPart(JNIEnv* env, jc
                                                                  jint outLen) {
   Reported reported = {};
   const CK_RV Rv = call(module, signPartFunctions, function, [&](auto entry) {
-    return withStructure(env, parameter, [&](Bytes structure) {
-      return withBytes(env, in, inOff, inLen, [&](Bytes input) {
-        const auto sign = [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
-          return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, room, length);
-        };
-        // The place of a length tells the last part from those before.
-        return out == nullptr ? sign(nullptr, nullptr) : withRoom(env, out, outOff, outLen, reported, sign);
-      });
+    return withMessage(env, parameter, in, inOff, inLen, [&](Bytes structure, Bytes input) {
+      const auto sign = [&](CK_BYTE_PTR room, CK_ULONG_PTR length) {
+        return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, room, length);
+      };
+      // The place of a length tells the last part from those before.
+      return out == nullptr ? sign(nullptr, nullptr) : withRoom(env, out, outOff, outLen, reported, sign);
     });
   });
   return lengthOrFailure(Rv, reported);
@@ -114,12 +114,10 @@ JNIEXPORT jint JNICALL Java_velnor_nat_NativeFunctions_verifyMessage(JNIEnv* env
                                                                      jlong hSession, jobject parameter, jbyteArray in,
                                                                      jint inOff, jint inLen, jbyteArray signature) {
   return answer(call(module, verifyMessageFunctions, function, [&](auto entry) {
-    return withStructure(env, parameter, [&](Bytes structure) {
-      return withBytes(env, in, inOff, inLen, [&](Bytes input) {
-        return withBytes(env, signature, [&](Bytes signedWith) {
-          return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, signedWith.bytes,
-                       signedWith.length);
-        });
+    return withMessage(env, parameter, in, inOff, inLen, [&](Bytes structure, Bytes input) {
+      return withBytes(env, signature, [&](Bytes signedWith) {
+        return entry(handle(hSession), structure.bytes, structure.length, input.bytes, input.length, signedWith.bytes,
+                     signedWith.length);
       });
     });
   }));

@@ -232,8 +232,7 @@ public final class Session implements AutoCloseable {
      * Changes the PIN of whoever is logged in, or the user's.
      *
      * @param oldPin the PIN so far, which is left as it is; null, as is the other one, for a reader with a PIN pad
-     *         ({@code
-     *        CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types both
+     *        ({@code CKF_PROTECTED_AUTHENTICATION_PATH}), where the user types both
      * @param newPin the PIN from now on, which is left as it is, or null
      */
     public void setPIN(char[] oldPin, char[] newPin) {
@@ -565,8 +564,7 @@ public final class Session implements AutoCloseable {
      * Derives a key.
      *
      * @param mechanism how; {@code CKM_SSL3_KEY_AND_MAC_DERIVE} and its like, which make several keys, give their
-     *         handles
-     *        through the mechanism's parameter
+     *        handles through the mechanism's parameter
      * @param baseKey the key to derive from
      * @param template what the key is to be
      * @return the key; for a mechanism that makes several keys an object that is none

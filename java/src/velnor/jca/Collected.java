@@ -6,9 +6,16 @@ import java.util.Arrays;
 /** Bytes that wait for their operation. They are wiped when they have gone into it. */
 final class Collected extends ByteArrayOutputStream {
     private static final int USUAL = 256;
+    /** What waits here at most of a message that a token takes in parts; of a longer one a session is held. */
+    private static final int MOST = 1 << 13;
 
     Collected() {
         super(USUAL);
+    }
+
+    /** Whether so much more may wait. */
+    boolean takes(int more) {
+        return more <= MOST - count;
     }
 
     byte[] array() {

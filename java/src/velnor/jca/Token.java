@@ -151,9 +151,9 @@ final class Token {
         }
     }
 
-    /** Takes note of a failure that tells that the sessions are gone. */
-    CryptokiException noted(CryptokiException failure) {
-        if (LOSSES.contains(failure.code())) {
+    /** Takes note of a failure, which may tell that the sessions are gone. */
+    <E extends Exception> E noted(E failure) {
+        if (failure instanceof CryptokiException && LOSSES.contains(((CryptokiException) failure).code())) {
             sessions.beginAnew();
         }
         return failure;

@@ -468,9 +468,7 @@ final class TokenCipher extends CipherSpi {
     }
 
     private ProviderException ended(Exception e) {
-        if (e instanceof CryptokiException) {
-            token.noted((CryptokiException) e);
-        }
+        token.noted(e);
         reset();
         return new ProviderException(algorithm.javaName() + ": " + e.getMessage(), e);
     }

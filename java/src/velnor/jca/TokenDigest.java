@@ -55,9 +55,7 @@ final class TokenDigest extends MessageDigestSpi {
     }
 
     private ProviderException ended(RuntimeException e) {
-        if (e instanceof CryptokiException) {
-            token.noted((CryptokiException) e);
-        }
+        token.noted(e);
         engineReset();
         return new ProviderException("The token makes no " + digest.javaName() + ": " + e.getMessage(), e);
     }

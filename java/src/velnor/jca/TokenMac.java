@@ -22,8 +22,6 @@ import velnor.TokenObject;
 
 /** HMACs. As with signatures, short messages wait here, and from longer ones on a session is held. */
 final class TokenMac extends MacSpi {
-    private static final int MOST_COLLECTED = 1 << 13;
-
     private final Token token;
     private final Digest digest;
     private final Held held;
@@ -69,7 +67,7 @@ final class TokenMac extends MacSpi {
 
     @Override
     protected void engineUpdate(byte[] data, int off, int len) {
-        if (signer == null && collected.size() + len <= MOST_COLLECTED) {
+        if (signer == null && collected.takes(len)) {
             collected.write(data, off, len);
             return;
         }
@@ -89,9 +87,7 @@ final class TokenMac extends MacSpi {
     }
 
     private ProviderException ended(Exception e) {
-        if (e instanceof CryptokiException) {
-            token.noted((CryptokiException) e);
-        }
+        token.noted(e);
         engineReset();
         return new ProviderException("The token makes no Hmac" + digest.nameInside() + ": " + e.getMessage(), e);
     }

@@ -40,9 +40,6 @@ import velnor.params.PSSParams;
  * What a token does not digest is digested here, and what it cannot verify the JDK verifies.
  */
 final class TokenSignature extends SignatureSpi {
-    /** The most that waits here for a mechanism that takes parts. */
-    private static final int MOST_COLLECTED = 1 << 13;
-
     private final Token token;
     private final SignatureAlgorithm algorithm;
     private final Held held;
@@ -205,7 +202,7 @@ final class TokenSignature extends SignatureSpi {
             digest.update(data, off, len);
         } else if (signer != null || verifier != null) {
             pass(data, off, len);
-        } else if (!takesParts() || collected.size() + len <= MOST_COLLECTED) {
+        } else if (!takesParts() || collected.takes(len)) {
             collected.write(data, off, len);
         } else {
             start();
@@ -259,9 +256,7 @@ final class TokenSignature extends SignatureSpi {
 
     /** Ends the operation, and tells why as users of {@code java.security} expect it. */
     private SignatureException ended(Exception e) {
-        if (e instanceof CryptokiException) {
-            token.noted((CryptokiException) e);
-        }
+        token.noted(e);
         reset();
         return new SignatureException(algorithm.name() + ": " + e.getMessage(), e);
     }
