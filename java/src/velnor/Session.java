@@ -1,17 +1,13 @@
 package velnor;
 
 import java.nio.ByteBuffer;
-import java.util.ArrayList;
 import java.util.Arrays;
-import java.util.Collections;
 import java.util.List;
 import java.util.Objects;
 import java.util.Optional;
-import java.util.function.ToLongFunction;
 
 import velnor.nat.Function;
 import velnor.nat.NativeFunctions;
-import velnor.nat.Structure;
 
 /**
  * An open session with a token.
@@ -28,22 +24,17 @@ import velnor.nat.Structure;
 public final class Session implements AutoCloseable {
     /** What a token is asked for at once: NSS makes no more. */
     private static final int RANDOM_PART = 1 << 16;
-
-    /** How many objects a search asks for at once. */
-    private static final int FOUND_AT_ONCE = 256;
-    /** More objects than a program could mean to find: a module that finds as many does not come to an end. */
-    private static final int MOST_FOUND = 1 << 20;
     /** More than any operation state is long. */
     private static final int MOST_STATE = 1 << 24;
-    /** More than any key wrapped is long: a token that asks for as much is wrong. */
-    private static final int MOST_WRAPPED = 1 << 24;
     /** How often an operation state is asked for that has grown since its length was told. */
     private static final int STATE_TRIES = 5;
 
     private final SessionHandle handle;
+    private final KeyManagement keys;
 
     Session(SessionHandle handle) {
         this.handle = handle;
+        keys = new KeyManagement(this, handle);
     }
 
     /**
@@ -255,14 +246,7 @@ public final class Session implements AutoCloseable {
      * @throws IllegalArgumentException when a key of the standard's would not be complete
      */
     public TokenObject createObject(Attribute... template) {
-        Structure laidOut = Templates.structure(template);
-        try {
-            CompleteKeys.checkTemplate(template);
-            return made(Function.CREATE_OBJECT,
-                    (module, session, object) -> NativeFunctions.create(module, session, laidOut.bytes(), object));
-        } finally {
-            laidOut.wipe();
-        }
+        return keys.create(template);
     }
 
     /**
@@ -272,45 +256,7 @@ public final class Session implements AutoCloseable {
      * @return all objects that match, in the module's order, perhaps none
      */
     public List<TokenObject> find(Attribute... template) {
-        Structure laidOut = Templates.structure(template);
-        try {
-            return handle.call((module, session) -> {
-                Answers.require(Function.FIND_OBJECTS_INIT,
-                        NativeFunctions.findInit(module, session, laidOut.bytes()));
-                List<TokenObject> found = found(module, session);
-                Answers.require(Function.FIND_OBJECTS_FINAL,
-                        NativeFunctions.number(module, Function.FIND_OBJECTS_FINAL.index(), session));
-                return found;
-            });
-        } finally {
-            laidOut.wipe();
-        }
-    }
-
-    /** What a search that has begun finds. One that fails is ended, as far as the token lets it. */
-    private List<TokenObject> found(long module, long session) {
-        List<TokenObject> found = new ArrayList<>();
-        long[] handles = new long[FOUND_AT_ONCE];
-        boolean through = false;
-        try {
-            long count;
-            do {
-                count = Answers.require(Function.FIND_OBJECTS, NativeFunctions.find(module, session, handles));
-                if (found.size() + count > MOST_FOUND) {
-                    throw Answers.nonsense(Function.FIND_OBJECTS, "the pkcs#11 library finds more than " + MOST_FOUND
-                            + " objects");
-                }
-                for (int i = 0; i < count; i++) {
-                    found.add(object(handles[i]));
-                }
-            } while (count > 0);
-            through = true;
-            return Collections.unmodifiableList(found);
-        } finally {
-            if (!through) {
-                NativeFunctions.number(module, Function.FIND_OBJECTS_FINAL.index(), session);
-            }
-        }
+        return new ObjectSearch(this, handle).find(template);
     }
 
     /**
@@ -450,16 +396,7 @@ public final class Session implements AutoCloseable {
      * @return the key
      */
     public TokenObject generateKey(Mechanism mechanism, Attribute... template) {
-        MechanismParameters.check(mechanism);
-        Structure laidOut = Templates.structure(template);
-        try (Parameter parameter = Parameter.of(mechanism)) {
-            TokenObject key = made(Function.GENERATE_KEY, (module, session, made) -> NativeFunctions.generateKey(module,
-                    session, mechanism.type(), parameter.bytes(), laidOut.bytes(), made));
-            parameter.takeBack();
-            return key;
-        } finally {
-            laidOut.wipe();
-        }
+        return keys.generate(mechanism, template);
     }
 
     /**
@@ -471,19 +408,7 @@ public final class Session implements AutoCloseable {
      * @return the pair
      */
     public TokenKeyPair generateKeyPair(Mechanism mechanism, Attribute[] publicTemplate, Attribute[] privateTemplate) {
-        MechanismParameters.check(mechanism);
-        Structure publicKey = Templates.structure(publicTemplate);
-        Structure privateKey = Templates.structure(privateTemplate);
-        long[] pair = new long[2];
-        try (Parameter parameter = Parameter.of(mechanism)) {
-            handle.require(Function.GENERATE_KEY_PAIR, (module, session) -> NativeFunctions.generateKeyPair(module,
-                    session, mechanism.type(), parameter.bytes(), publicKey.bytes(), privateKey.bytes(), pair));
-            parameter.takeBack();
-        } finally {
-            publicKey.wipe();
-            privateKey.wipe();
-        }
-        return new TokenKeyPair(object(pair[0]), object(pair[1]));
+        return keys.generatePair(mechanism, publicTemplate, privateTemplate);
     }
 
     /**
@@ -495,23 +420,7 @@ public final class Session implements AutoCloseable {
      * @return the wrapped key
      */
     public byte[] wrapKey(Mechanism mechanism, TokenObject wrappingKey, TokenObject key) {
-        MechanismParameters.check(mechanism);
-        long wrapping = handle.usable(mechanism, wrappingKey);
-        long wrapped = handle.usable(key);
-        try (Parameter parameter = Parameter.of(mechanism)) {
-            byte[] result = handle.call((module, session) -> wrapped(
-                    out -> NativeFunctions.wrapKey(module, session, mechanism.type(), parameter.bytes(), wrapping,
-                            wrapped, out)));
-            parameter.takeBack();
-            return result;
-        }
-    }
-
-    /** Asks for the length first, and once: a mechanism that makes a vector of its own would make several. */
-    private static byte[] wrapped(ToLongFunction<byte[]> into) {
-        byte[] out = new byte[(int) Math.min(Answers.require(Function.WRAP_KEY, into.applyAsLong(null)), MOST_WRAPPED)];
-        int length = (int) Answers.require(Function.WRAP_KEY, into.applyAsLong(out));
-        return length == out.length ? out : Arrays.copyOf(out, length);
+        return keys.wrap(mechanism, wrappingKey, key);
     }
 
     /**
@@ -543,21 +452,7 @@ public final class Session implements AutoCloseable {
      */
     public TokenObject unwrapKey(Mechanism mechanism, TokenObject unwrappingKey, byte[] wrapped, int off, int len,
             Attribute... template) {
-        MechanismParameters.check(mechanism);
-        Objects.checkFromIndexSize(off, len, wrapped.length);
-        long unwrapping = handle.usable(mechanism, unwrappingKey);
-        Structure laidOut = Templates.structure(template);
-        try (Parameter parameter = Parameter.of(mechanism)) {
-            CompleteKeys.checkParts(template);
-            TokenObject key = made(Function.UNWRAP_KEY, (module, session, made) -> NativeFunctions.unwrapKey(module,
-                    session, mechanism.type(), parameter.bytes(), unwrapping, wrapped, off, len, laidOut.bytes(),
-                    made));
-            requireComplete(key, template);
-            parameter.takeBack();
-            return key;
-        } finally {
-            laidOut.wipe();
-        }
+        return keys.unwrap(mechanism, unwrappingKey, wrapped, off, len, template);
     }
 
     /**
@@ -572,55 +467,7 @@ public final class Session implements AutoCloseable {
      * @throws IllegalArgumentException when a key of the standard's has come out incomplete; none stays on the token
      */
     public TokenObject deriveKey(Mechanism mechanism, TokenObject baseKey, Attribute... template) {
-        MechanismParameters.check(mechanism);
-        long base = handle.usable(mechanism, baseKey);
-        Structure laidOut = Templates.structure(template);
-        try (Parameter parameter = Parameter.of(mechanism)) {
-            CompleteKeys.checkParts(template);
-            TokenObject key = made(Function.DERIVE_KEY, (module, session, made) -> NativeFunctions.deriveKey(module,
-                    session, mechanism.type(), parameter.bytes(), base, laidOut.bytes(), made));
-            if (key.handle() != CK.INVALID_HANDLE) {
-                requireComplete(key, template);
-            }
-            parameter.takeBack();
-            return key;
-        } finally {
-            laidOut.wipe();
-        }
-    }
-
-    /**
-     * Destroys a new key that is not complete where it would stay on the token, for others to use. A session key ends
-     * with the session, unknown to anybody: NSS was seen to corrupt the heap over such keys that were destroyed.
-     */
-    private static void requireComplete(TokenObject key, Attribute... template) {
-        try {
-            key.requireComplete();
-        } catch (RuntimeException e) {
-            try {
-                if (Arrays.stream(template).anyMatch(Session::isForTheToken)) {
-                    key.destroy();
-                }
-            } catch (RuntimeException staysThere) {
-                e.addSuppressed(staysThere);
-            }
-            throw e;
-        }
-    }
-
-    private static boolean isForTheToken(Attribute attribute) {
-        return attribute.typeCode() == CKA.TOKEN && Boolean.TRUE.equals(attribute.value());
-    }
-
-    /** A call that makes an object. */
-    private interface Making {
-        int call(long module, long session, long[] made);
-    }
-
-    private TokenObject made(Function function, Making call) {
-        long[] made = new long[1];
-        handle.require(function, (module, session) -> call.call(module, session, made));
-        return object(made[0]);
+        return keys.derive(mechanism, baseKey, template);
     }
 
     /**
